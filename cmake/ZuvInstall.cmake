@@ -1,0 +1,36 @@
+# Installs the headers, the library, the CMake package (find_package(Zuv) gives Zuv::zuv) and the
+# pkg-config file (pkg-config --cflags --libs zuv).
+
+include(CMakePackageConfigHelpers)
+
+foreach(header IN LISTS ZUV_PUBLIC_HEADERS)
+  file(RELATIVE_PATH relative "${PROJECT_SOURCE_DIR}" "${header}")
+  get_filename_component(folder "${relative}" DIRECTORY)
+  install(FILES "${header}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${folder}" COMPONENT Development)
+endforeach()
+
+install(TARGETS zuv EXPORT ZuvTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Runtime NAMELINK_COMPONENT Development
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Runtime)
+
+set(ZUV_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/Zuv")
+install(EXPORT ZuvTargets NAMESPACE Zuv:: DESTINATION "${ZUV_CMAKE_DIR}" COMPONENT Development)
+configure_package_config_file(cmake/ZuvConfig.cmake.in "${PROJECT_BINARY_DIR}/ZuvConfig.cmake"
+  INSTALL_DESTINATION "${ZUV_CMAKE_DIR}")
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/ZuvConfigVersion.cmake"
+  COMPATIBILITY SameMajorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/ZuvConfig.cmake" "${PROJECT_BINARY_DIR}/ZuvConfigVersion.cmake"
+  DESTINATION "${ZUV_CMAKE_DIR}" COMPONENT Development)
+
+set(ZUV_PC_CFLAGS "")
+if(NOT BUILD_SHARED_LIBS)
+  set(ZUV_PC_CFLAGS "-DZUV_STATIC")
+endif()
+configure_file(cmake/zuv.pc.in "${PROJECT_BINARY_DIR}/zuv.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/zuv.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
+  COMPONENT Development)
+
+if(ZUV_BUILD_TOOLS)
+  install(TARGETS zuv_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Runtime)
+endif()

@@ -1,0 +1,60 @@
+#!/usr/bin/env bash
+# Builds the default preset (RelWithDebInfo, benchmarks on), runs zuv_bench once, and prints each
+# library measure beside its reference with the ratio of the two and the goal for that ratio.
+#
+# Usage: scripts/bench.sh [zuv_bench options, e.g. --benchmark_filter=Utf8Length]
+# ZUV_BENCH_BUILD_DIR chooses another build directory than the preset's build/default;
+# CMAKE_BUILD_PARALLEL_LEVEL limits the build jobs.
+set -euo pipefail
+
+root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+build_dir="${ZUV_BENCH_BUILD_DIR:-$root/build/default}"
+
+cmake --preset default -S "$root" -B "$build_dir" >/dev/null
+cmake --build "$build_dir" --target zuv_bench
+
+results="$(mktemp)"
+trap 'rm -f "$results"' EXIT
+"$build_dir/bin/zuv_bench" --benchmark_format=json "$@" >"$results"
+
+python3 - "$results" <<'PY'
+import json
+import sys
+
+NANOSECONDS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
+
+with open(sys.argv[1]) as file:
+    report = json.load(file)
+
+# Runs are named MEASURE/CASE/zuv and MEASURE/CASE/ref.
+pairs = {}
+for run in report["benchmarks"]:
+    measure, _, side = run["name"].rpartition("/")
+    pairs.setdefault(measure, {})[side] = run
+
+def nanoseconds(run):
+    return run["real_time"] * NANOSECONDS[run["time_unit"]]
+
+def describe(run):
+    time = nanoseconds(run)
+    for unit, scale in (("s", 1e9), ("ms", 1e6), ("us", 1e3), ("ns", 1.0)):
+        if time >= scale or unit == "ns":
+            return f"{time / scale:8.2f} {unit:<2}  {run.get('label', '')}"
+
+rows = [("measure", "zuv", "reference", "ratio", "goal", "")]
+for measure, sides in pairs.items():
+    if "zuv" not in sides or "ref" not in sides:
+        rows.append((measure, "(no pair)", "", "", "", ""))
+        continue
+    ratio = nanoseconds(sides["zuv"]) / nanoseconds(sides["ref"])
+    goal = sides["zuv"].get("goal")
+    verdict = "" if goal is None else ("ok" if ratio <= goal else "over goal")
+    rows.append((measure, describe(sides["zuv"]), describe(sides["ref"]), f"{ratio:.2f}",
+                 "" if goal is None else f"{goal:g}", verdict))
+
+widths = [max(len(row[column]) for row in rows) for column in range(5)]
+for row in rows:
+    cells = [row[0].ljust(widths[0]), row[1].ljust(widths[1]), row[2].ljust(widths[2]),
+             row[3].rjust(widths[3]), row[4].rjust(widths[4]), row[5]]
+    print("  ".join(cells).rstrip())
+PY

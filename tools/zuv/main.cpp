@@ -1,0 +1,64 @@
+// zuv: a command-line window on the library. `zuv COMMAND [ARGUMENTS...]`; `zuv --help` lists the
+// commands, and `zuv` alone shows the text command on its built-in sample.
+#include <iostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/zuv/command.h"
+
+namespace {
+
+const ZuvToolCommand kCommands[] = {
+    {"text", "[--] [TEXT...] | OPERATION TEXT...",
+     "shows how the string value holds each TEXT: characters, UTF-8, UTF-16 and system encoding",
+     "    Each TEXT is read as text in the system encoding (the codeset of the locale named by\n"
+     "    LC_ALL, LC_CTYPE or LANG; UTF-8 under a UTF-8 locale and under C/POSIX). Without TEXT,\n"
+     "    a built-in sample of Latin, Greek, Japanese and non-BMP text is shown, read as UTF-8.\n"
+     "    Arguments after -- are taken as text even when they begin with '-' or name an\n"
+     "    operation. The operations show the result of a string operation:\n"
+     "      split TEXT SEPARATOR       replace TEXT FIND WITH     trim|trimleft|trimright TEXT "
+     "CHARS\n"
+     "      upper TEXT   lower TEXT    cmp A B   cmpi A B\n",
+     RunTextCommand},
+};
+
+const ZuvToolCommand* FindCommand(std::string_view name) {
+  for (const ZuvToolCommand& command : kCommands) {
+    if (name == command.name) return &command;
+  }
+  return nullptr;
+}
+
+void PrintHelp() {
+  std::cout << "Usage: zuv [COMMAND [ARGUMENTS...]]\n"
+               "Without a command, runs 'zuv text' on its built-in sample.\n\nCommands:\n";
+  for (const ZuvToolCommand& command : kCommands) {
+    std::cout << "  " << command.name << ' ' << command.arguments << "\n    " << command.summary
+              << '\n'
+              << command.details;
+  }
+  std::cout << "  --help\n    shows this help\n";
+}
+
+}  // namespace
+
+int ZuvToolUsageError(std::string_view command, std::string_view message) {
+  std::cerr << "zuv";
+  if (!command.empty()) std::cerr << ' ' << command;
+  std::cerr << ": " << message << "\nTry 'zuv --help'.\n";
+  return kZuvToolUsageError;
+}
+
+int main(int argc, char** argv) {
+  const std::vector<std::string> arguments(argv + 1, argv + argc);
+  if (arguments.empty()) return RunTextCommand({});
+  const std::string& name = arguments.front();
+  if (name == "--help" || name == "-h" || name == "help") {
+    PrintHelp();
+    return 0;
+  }
+  const ZuvToolCommand* command = FindCommand(name);
+  if (command == nullptr) return ZuvToolUsageError("", "unknown command '" + name + "'");
+  return command->run({arguments.begin() + 1, arguments.end()});
+}

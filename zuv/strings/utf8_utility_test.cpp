@@ -1,0 +1,300 @@
+#include "zuv/strings/utf8_utility.h"
+
+#include <climits>
+#include <optional>
+#include <random>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "zuv/platform/text.h"
+
+namespace ZuvMacStringUtility {
+namespace {
+
+// The UTF-8 text of a result, or nullopt for a string without value.
+std::optional<std::string> TextOf(const CZuvStringData& s) {
+  if (!s.HasValueUtf8()) return std::nullopt;
+  return std::string(s.GetPtrUtf8());
+}
+
+std::optional<std::string> Expected(const char* text) {
+  return text != nullptr ? std::optional<std::string>(text) : std::nullopt;
+}
+
+// Overlong forms and bad continuation bytes are taken as they come; a byte that cannot lead gives
+// its sign-extended value; a form cut short by the terminator ends there.
+TEST(Utf8Utility, DecodeReadsEachFormFromItsSignedLeadByte) {
+  struct Case {
+    const char* bytes;
+    int index;
+    wchar_t value;
+  };
+  // clang-format off
+  const Case cases[] = {
+      {"A", 0, 0x41}, {"\xC3\xA9", 0, 0xE9}, {"\xE2\x82\xAC", 0, 0x20AC},
+      {"\xF0\x9F\x98\x80", 0, 0x1F600}, {"\xF8\x88\x80\x80\x80", 0, 0x200000},
+      {"\xFD\xBF\xBF\xBF\xBF\xBF", 0, 0x7FFFFFFF}, {"\xC0\x81", 0, 0x01}, {"\xC3\x41", 0, 0xC1},
+      {"\x80", 0, -128}, {"\xFE", 0, -2}, {"\xFF", 0, -1}, {"a\xC3\xA9", 1, 0xE9},
+      {"a\xC3\xA9", 2, -87}, {"\xE2\x82", 0, 0x2080}};
+  // clang-format on
+  for (const Case& c : cases) {
+    wchar_t value = 0;
+    EXPECT_EQ(utf8_decode(c.bytes, c.index, value), 1) << c.bytes;
+    EXPECT_EQ(value, c.value) << c.bytes << " at " << c.index;
+  }
+}
+
+// Negative values are one byte, their low 8 bits.
+TEST(Utf8Utility, EncodeWritesFormBySignedValueAndDecodeReadsItBack) {
+  // clang-format off
+  const std::pair<wchar_t, std::string> cases[] = {
+      {0x41, "A"}, {0x7F, "\x7F"}, {0x80, "\xC2\x80"}, {0x7FF, "\xDF\xBF"}, {0x800, "\xE0\xA0\x80"},
+      {0x20AC, "\xE2\x82\xAC"}, {0xFFFF, "\xEF\xBF\xBF"}, {0x10000, "\xF0\x90\x80\x80"},
+      {0x1FFFFF, "\xF7\xBF\xBF\xBF"}, {0x200000, "\xF8\x88\x80\x80\x80"},
+      {0x3FFFFFF, "\xFB\xBF\xBF\xBF\xBF"}, {0x4000000, "\xFC\x84\x80\x80\x80\x80"},
+      {0x7FFFFFFF, "\xFD\xBF\xBF\xBF\xBF\xBF"}, {-1, "\xFF"}, {-128, "\x80"}, {-200, "\x38"}};
+  // clang-format on
+  for (const auto& [value, bytes] : cases) {
+    char out[8] = {1, 1, 1, 1, 1, 1, 1, 1};
+    const int written = utf8_encode(value, out);
+    EXPECT_EQ(std::string(out, written + 1), bytes + '\0') << std::hex << static_cast<long>(value);
+    if (value < 0) continue;
+    wchar_t decoded = 0;
+    utf8_decode(out, 0, decoded);
+    EXPECT_EQ(decoded, value);
+  }
+}
+
+TEST(Utf8Utility, LengthCountsAsciiAndLeadBytesC2ToF4) {
+  // clang-format off
+  const std::pair<const char*, int> cases[] = {
+      {nullptr, 0}, {"", 0}, {"a\xC3\xA9\x80", 2}, {"\xC0", 0}, {"\xC1\x80", 0}, {"\xC2", 1},
+      {"\xF4", 1}, {"\xF5", 0}, {"\xFF\xBF", 0}};
+  // clang-format on
+  for (const auto& [bytes, length] : cases) EXPECT_EQ(utf8_length(bytes), length) << bytes;
+
+  // Lengths around the 64-byte rows and the 255-row flush of the per-lane counters.
+  for (const int size : {63, 64, 65, 255 * 64, 256 * 64 + 1, 100000}) {
+    std::string text(size, 0);
+    int expected = 0;
+    for (int i = 0; i < size; ++i) {
+      const auto byte = static_cast<unsigned char>(i % 255 + 1);
+      text[i] = static_cast<char>(byte);
+      expected += byte < 0x80 || (byte >= 0xC2 && byte <= 0xF4);
+    }
+    EXPECT_EQ(utf8_length(text.c_str()), expected) << size;
+    EXPECT_EQ(utf8_length(std::string(size, 'a').c_str()), size) << size;
+  }
+}
+
+// Unlike utf8_length, 0xC0 and 0xFF start characters, and byte 0 starts one whatever it is.
+TEST(Utf8Utility, MidCutsWhereEveryNonContinuationByteStartsACharacter) {
+  struct Case {
+    const char* text;
+    unsigned long start;
+    unsigned long count;
+    const char* piece;  // null: empty and without value
+  };
+  // clang-format off
+  const Case cases[] = {
+      {"h\xC3\xA9llo", 1, 2, "\xC3\xA9l"}, {"abc", 1, 100, "bc"}, {"abc", 0, 0, nullptr},
+      {"abc", 3, 1, nullptr}, {"abc", ULONG_MAX, 1, nullptr}, {"", 0, 5, nullptr},
+      {"\xC0\x80z", 1, 1, "z"}, {"\xFFz", 0, 1, "\xFF"}, {"\x80\x80z", 0, 1, "\x80\x80"}};
+  // clang-format on
+  for (const Case& c : cases) {
+    EXPECT_EQ(TextOf(utf8_mid(CZuvStringData(ZuvCharUtf8(c.text)), c.start, c.count)),
+              Expected(c.piece))
+        << c.text << " " << c.start << " " << c.count;
+  }
+}
+
+// Latin-1 capitals fold except U+00DE (and U+00D7); other 2-byte forms and invalid bytes stay.
+TEST(Utf8Utility, LowerCaseIdFoldsLatin1AndPacksLongerFormsFiveBitsAtATime) {
+  struct Case {
+    const char* bytes;
+    uint32_t id;
+    int advance;
+  };
+  // clang-format off
+  const Case cases[] = {
+      {"A", 0x61, 0}, {"\xC3\x89", 0xE9, 1}, {"\xC3\x97", 0xD7, 1}, {"\xC3\x9E", 0xDE, 1},
+      {"\xD0\x90", 0x410, 1}, {"\xE2\x82\xAC", 0x3022, 2}, {"\xF0\x9F\x98\x80", 0x30F8, 3},
+      {"\xF8\x88\x80\x80\x80", 0x20, 4}, {"\xFD\xBF\xBF\xBF\xBF\xBF", 0x3EFBEFBF, 5},
+      {"\x80", 0xFFFFFF80, 0}, {"\xE2\x82", 0x22, 1}};
+  // clang-format on
+  for (const Case& c : cases) {
+    const char* p = c.bytes;
+    EXPECT_EQ(UTF8LowerCase_id(&p), c.id) << c.bytes;
+    EXPECT_EQ(p - c.bytes, c.advance) << c.bytes;
+  }
+}
+
+// Identifiers compare without sign, so an invalid byte sorts after every character; forms that
+// differ only in a dropped bit are equal.
+TEST(Utf8Utility, CmpiIdComparesIdentifiers) {
+  struct Case {
+    const char* a;
+    const char* b;
+    int result;
+  };
+  // clang-format off
+  const Case cases[] = {
+      {"ABC", "abc", 0}, {"\xC3\x89", "\xC3\xA9", 0}, {"\xC3\x9E", "\xC3\xBE", -1},
+      {"\xD0\x90", "\xD0\xB0", -1}, {"", "a", -1}, {"a", "", 1}, {nullptr, "", 0}, {"a", "B", -1},
+      {"ab", "abc", -1}, {"\x80", "a", 1}, {"\xE2\x82\xAC", "\xE2\xA2\xAC", 0}, {"\xE2", "\xE2", 0}};
+  // clang-format on
+  for (const auto& [a, b, result] : cases) EXPECT_EQ(utf8_cmpi_id(a, b), result) << a << "?" << b;
+}
+
+// Code-unit order puts U+FFFD after U+1F600. Malformed text: utf8_cmp answers 0, utf8_cmpi takes
+// it as empty.
+TEST(Utf8Utility, CmpComparesUtf16Units) {
+  struct Case {
+    const char* a;
+    const char* b;
+    int cmp;
+    int cmpi;
+  };
+  // clang-format off
+  const Case cases[] = {
+      {"abc", "abc", 0, 0}, {"abc", "abd", -1, -1}, {"ABC", "abc", -1, 0},
+      {"\xC3\xA9", "\xC3\x89", 1, 0}, {"\xC3\x9F", "SS", 1, 1},
+      {"\xEF\xBF\xBD", "\xF0\x9F\x98\x80", 1, 1}, {"\xC0\x80", "a", 0, -1}, {"a", "\xFF", 0, 1},
+      {nullptr, "a", 0, -1}};
+  // clang-format on
+  for (const Case& c : cases) {
+    EXPECT_EQ(utf8_cmp(c.a, c.b), c.cmp) << c.a << " ? " << c.b;
+    EXPECT_EQ(utf8_cmpi(c.a, c.b), c.cmpi) << c.a << " ? " << c.b;
+  }
+}
+
+// n counts UTF-16 units, so 1 is half of U+1F600.
+TEST(Utf8Utility, CmpnBoundsOnlyTheFirstStringAndCmpniBoth) {
+  struct Case {
+    const char* a;
+    const char* b;
+    unsigned long n;
+    int cmpn;
+    int cmpni;
+  };
+  // clang-format off
+  const Case cases[] = {
+      {"ab", "abc", 2, -1, 0}, {"abc", "ab", 2, 0, 0}, {"ab", "ab", 10, 0, 0},
+      {"AB", "abc", 2, -1, 0}, {"x", "abc", 0, -1, 0}, {"\xC0\x80", "", 5, 0, 0},
+      {"\xF0\x9F\x98\x80z", "\xF0\x9F\x98\x80", 2, 0, 0},
+      {"\xF0\x9F\x98\x80", "\xF0\x9F\x98\x80", 1, -1, 0}};
+  // clang-format on
+  for (const Case& c : cases) {
+    EXPECT_EQ(utf8_cmpn(c.a, c.b, c.n), c.cmpn) << c.a << " ? " << c.b << " " << c.n;
+    EXPECT_EQ(utf8_cmpni(c.a, c.b, c.n), c.cmpni) << c.a << " ? " << c.b << " " << c.n;
+  }
+}
+
+TEST(Utf8Utility, ComparisonsOfTextLongerThanTheStackBuffersGiveTheSameAnswers) {
+  const std::string lower = std::string(300, 'x') + "\xC3\xA9";
+  const std::string upper = std::string(300, 'X') + "\xC3\x89";
+  EXPECT_EQ(utf8_cmp(lower.c_str(), upper.c_str()), 1);
+  EXPECT_EQ(utf8_cmpi(lower.c_str(), upper.c_str()), 0);
+  EXPECT_EQ(utf8_cmpn(lower.c_str(), lower.c_str(), 300), -1);
+  EXPECT_EQ(TextOf(utf8_strreverse(lower.c_str(), "x\xC3\xA9")), "x\xC3\xA9");
+}
+
+// Only the search in units finds a string equal to `f`; only the search in bytes finds an empty
+// `f` (at the terminator) and searches malformed text.
+// ASCII text is compared without decoding; the answers must be those of the decoded comparison,
+// also around the edges of A-Z and at every position of an eight-byte word.
+TEST(Utf8Utility, AsciiComparisonsAgreeWithDecodedOnes) {
+  std::mt19937 random(7);
+  const std::string alphabet = "@AZ[`az{09/._-";
+  auto make = [&](size_t length) {
+    std::string text;
+    for (size_t i = 0; i < length; ++i) text += alphabet[random() % alphabet.size()];
+    return text;
+  };
+  auto decoded = [](const std::string& text) {
+    std::u16string units;
+    EXPECT_TRUE(zuv::platform::DecodeUtf8(text, &units));
+    return units;
+  };
+  for (int round = 0; round < 3000; ++round) {
+    const std::string a = make(random() % 20);
+    std::string b = a.substr(0, random() % (a.size() + 1)) + make(random() % 4);
+    if (round % 3 == 0 && !b.empty()) b[random() % b.size()] ^= 0x20;  // flip case or punctuation
+    const unsigned long n = random() % 22;
+    SCOPED_TRACE("a=\"" + a + "\" b=\"" + b + "\" n=" + std::to_string(n));
+    const std::u16string ua = decoded(a), ub = decoded(b);
+    EXPECT_EQ(zuv::platform::CompareUnits(ua, ub, false), utf8_cmp(a.c_str(), b.c_str()));
+    EXPECT_EQ(zuv::platform::CompareUnits(ua, ub, true), utf8_cmpi(a.c_str(), b.c_str()));
+    EXPECT_EQ(zuv::platform::CompareUnits(std::u16string_view(ua).substr(0, n), ub, false),
+              utf8_cmpn(a.c_str(), b.c_str(), n));
+    EXPECT_EQ(zuv::platform::CompareUnits(std::u16string_view(ua).substr(0, n),
+                                          std::u16string_view(ub).substr(0, n), true),
+              utf8_cmpni(a.c_str(), b.c_str(), n));
+  }
+}
+
+TEST(Utf8Utility, StrreverseReturnsTheTailFromTheLastOccurrence) {
+  struct Case {
+    const char* s;
+    const char* f;
+    const char* byUnits;  // utf8_strreverse; null: empty and without value
+    const char* byBytes;  // utf8_strreverse_id
+  };
+  // clang-format off
+  const Case cases[] = {
+      {"a/b/c", "/", "/c", "/c"}, {"abab", "ab", "ab", "ab"}, {"a/xa/y", "a/y", "a/y", "a/y"},
+      {"a/xa/z", "a/y", nullptr, nullptr},
+      {"\xC3\xA9/\xC3\xA9", "\xC3\xA9", "\xC3\xA9", "\xC3\xA9"}, {"a/B", "b", nullptr, nullptr},
+      {"/", "/", "/", nullptr}, {"ab", "abc", nullptr, nullptr}, {"abc", "", nullptr, ""},
+      {"", "", nullptr, nullptr}, {"\xFF/a", "/", nullptr, "/a"}};
+  // clang-format on
+  for (const Case& c : cases) {
+    EXPECT_EQ(TextOf(utf8_strreverse(c.s, c.f)), Expected(c.byUnits)) << c.s << " / " << c.f;
+    EXPECT_EQ(TextOf(utf8_strreverse_id(c.s, c.f)), Expected(c.byBytes)) << c.s << " / " << c.f;
+  }
+}
+
+TEST(Wgl4Tables, SevenPagesHold309Foldings) {
+  // clang-format off
+  const std::pair<unsigned, const uint32_t*> pages[] = {
+      {0x00, WGL4_Normalization_00}, {0x01, WGL4_Normalization_01}, {0x02, WGL4_Normalization_02},
+      {0x03, WGL4_Normalization_03}, {0x04, WGL4_Normalization_04}, {0x1E, WGL4_Normalization_1e},
+      {0x21, WGL4_Normalization_21}};
+  // clang-format on
+  int present = 0;
+  int folded = 0;
+  for (unsigned high = 0; high < 256; ++high) {
+    const uint32_t* page = WGL4NormalizationTables[high];
+    if (page == nullptr) continue;
+    ++present;
+    for (unsigned low = 0; low < 256; ++low) folded += page[low] != (high << 8 | low);
+  }
+  EXPECT_EQ(present, 7);
+  EXPECT_EQ(folded, 309);
+  for (const auto& [high, page] : pages) EXPECT_EQ(WGL4NormalizationTables[high], page) << high;
+}
+
+// A few code points of each rule, and their neighbours that stay.
+TEST(Wgl4Tables, FoldingRules) {
+  // clang-format off
+  const std::pair<uint32_t, uint32_t> cases[] = {
+      {0x41, 0x61}, {0x5A, 0x7A}, {0x0391, 0x03B1}, {0x039F, 0x03BF}, {0x03A0, 0x03A0},
+      {0x03A3, 0x03A3}, {0x03A9, 0x03A9}, {0x03AC, 0x03AC}, {0x0410, 0x0430}, {0x042F, 0x044F},
+      {0x0419, 0x0438}, {0x0490, 0x0491}, {0xC9, 'e'}, {0xE9, 'e'}, {0xAA, 'a'}, {0xBA, 'o'},
+      {0x0130, 'i'}, {0x0131, 0x0131}, {0x0149, 'n'}, {0x017F, 's'}, {0x2113, 'l'}, {0x0178, 'y'},
+      {0x1E85, 'w'}, {0x1EF3, 'y'}, {0x0110, 0x0111}, {0x0111, 0x0111}, {0x0152, 0x0153},
+      {0x01FC, 0x00E6}, {0x01FF, 0x00F8}, {0xC6, 0xC6}, {0xD0, 0xD0}, {0xD8, 0xD8}, {0xDE, 0xDE},
+      {0xDF, 0xDF}, {0xD7, 0xD7}, {0x0386, 0x03B1}, {0x0390, 0x03CA}, {0x0385, 0x00A8},
+      {0x00B5, 0x03BC}, {0x2126, 0x03C9}, {0x0401, 0x0435}, {0x0451, 0x0435}, {0x0407, 0x0456},
+      {0x0406, 0x0456}, {0x0439, 0x0438}, {0x0402, 0x0452}, {0x040F, 0x045F}, {0xA0, ' '},
+      {0xA8, ' '}, {0x02DD, ' '}, {0x02DC, 0x02DC}, {0x0384, ' '}, {0xB9, '1'}, {0xB2, '2'},
+      {0xB3, '3'}, {0x2122, 0x2122}, {0x4E00, 0x4E00}, {0x1F600, 0x1F600}};
+  // clang-format on
+  for (const auto& [codePoint, folded] : cases) {
+    EXPECT_EQ(WGL4Normalize(codePoint), folded) << std::hex << codePoint;
+  }
+}
+
+}  // namespace
+}  // namespace ZuvMacStringUtility

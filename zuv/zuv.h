@@ -1,0 +1,9 @@
+// The whole public interface of Zuv in one include.
+#pragma once
+
+#include "zuv/export.h"
+#include "zuv/files/thread.h"
+#include "zuv/platform/text.h"
+#include "zuv/strings/string_data.h"
+#include "zuv/strings/utf8_utility.h"
+#include "zuv/transfer/result.h"
