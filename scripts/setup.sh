@@ -8,6 +8,8 @@ packages=(
   cmake ninja-build g++ pkg-config ccache
   libicu-dev libgtest-dev libgmock-dev libbenchmark-dev
   locales
+  clang libclang-rt-14-dev
+  tzdata
 )
 
 as_root() {

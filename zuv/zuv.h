@@ -3,7 +3,12 @@
 
 #include "zuv/export.h"
 #include "zuv/files/thread.h"
+#include "zuv/platform/catalog_types.h"
 #include "zuv/platform/text.h"
+#include "zuv/records/geometry.h"
+#include "zuv/records/metadata.h"
 #include "zuv/strings/string_data.h"
+#include "zuv/strings/string_ops.h"
 #include "zuv/strings/utf8_utility.h"
+#include "zuv/time/time.h"
 #include "zuv/transfer/result.h"

@@ -23,3 +23,8 @@ struct ZuvToolCommand {
 int ZuvToolUsageError(std::string_view command, std::string_view message);
 
 int RunTextCommand(const std::vector<std::string>& arguments);
+/// True for the names of the string operations `zuv text` runs (split, replace, trim, ...).
+bool IsTextOperation(std::string_view name);
+/// Runs a string operation on its texts and prints the result; the exit status.
+int RunTextOperation(const std::string& name, const std::vector<std::string>& texts);
+int RunTimeCommand(const std::vector<std::string>& arguments);

@@ -21,6 +21,13 @@ const ZuvToolCommand kCommands[] = {
      "CHARS\n"
      "      upper TEXT   lower TEXT    cmp A B   cmpi A B\n",
      RunTextCommand},
+    {"time", "[parse TEXT | format VALUE64]",
+     "shows a time in its three text forms and as its 64-bit value",
+     "    Without arguments, the current time. 'parse' reads TEXT as \"yyyy/MM/dd\",\n"
+     "    \"yyyy/MM/dd HH:mm:ss\" or the 17 digits \"yyyyMMddHHmmss000\" (its digits are taken by\n"
+     "    position); 'format' takes a count of 1/65536 seconds since 1904-01-01 00:00:00 UTC, in\n"
+     "    decimal or in hexadecimal after 0x. Local time is that of the system time zone (TZ).\n",
+     RunTimeCommand},
 };
 
 const ZuvToolCommand* FindCommand(std::string_view name) {

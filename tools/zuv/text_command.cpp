@@ -80,6 +80,9 @@ void Describe(const CZuvStringData& text, bool fromSystem) {
 }  // namespace
 
 int RunTextCommand(const std::vector<std::string>& arguments) {
+  if (!arguments.empty() && IsTextOperation(arguments[0])) {
+    return RunTextOperation(arguments[0], {arguments.begin() + 1, arguments.end()});
+  }
   std::vector<std::string> texts;
   bool optionsEnded = false;
   for (const std::string& argument : arguments) {

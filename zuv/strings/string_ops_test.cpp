@@ -1,0 +1,387 @@
+#include "zuv/strings/string_ops.h"
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "zuv/platform/text.h"
+#include "zuv/strings/utf8_utility.h"
+
+namespace {
+
+using Strings = std::vector<std::string>;
+
+// The text of a result, or nullopt for an empty string without value.
+std::optional<std::string> Shape(const CZuvStringData& s) {
+  if (!s.HasValueUtf8() && !s.HasValueUnicode() && !s.HasValueSystemEncoding()) return std::nullopt;
+  return std::string(s.GetPtrUtf8());
+}
+
+CZuvStringData Utf8(const std::string& text) { return CZuvStringData(ZuvCharUtf8(text.c_str())); }
+
+Strings Texts(const std::vector<CZuvStringData>& values) {
+  Strings texts;
+  for (const CZuvStringData& value : values) texts.emplace_back(value.GetPtrUtf8());
+  return texts;
+}
+
+const std::nullopt_t kNone = std::nullopt;
+
+// ---------------------------------------------------------------------------------------------
+// The operations done literally, one platform string and one Mid at a time: the reference that
+// the linear implementations must match result for result.
+
+namespace literal {
+
+CZuvStringData Str(const CZuvStringData& s, const CZuvStringData& f, bool noCase = false) {
+  const auto text = s.CreateCopyCFString();
+  const int32_t at =
+      zuv::platform::FindUnits(text->Units(), f.CreateCopyCFString()->Units(), noCase, false);
+  CZuvStringData tail;
+  if (at >= 0) tail.InitWithCFString(text->CreateSubstring(at, text->GetLength() - at).get());
+  return tail;
+}
+
+void Split(const CZuvStringData& s, const CZuvStringData& separator,
+           std::vector<CZuvStringData>* out) {
+  out->clear();
+  CZuvStringData rest = s;
+  bool foundOnce = false;
+  for (;;) {
+    const CZuvStringData found = Str(rest, separator);
+    if (found.IsEmpty()) break;
+    foundOnce = true;
+    const CZuvStringData piece = rest.Mid(0, rest.GetLengthChar() - found.GetLengthChar());
+    if (!piece.IsEmpty()) out->push_back(piece);
+    rest = found.Mid(separator.GetLengthChar(), found.GetLengthChar() - separator.GetLengthChar());
+  }
+  if (foundOnce && !rest.IsEmpty()) out->push_back(rest);
+}
+
+CZuvStringData Replace(const CZuvStringData& s, const CZuvStringData& find,
+                       const CZuvStringData& with) {
+  CZuvStringData result;
+  CZuvStringData rest = s;
+  for (;;) {
+    const CZuvStringData found = Str(rest, find);
+    if (found.IsEmpty()) break;
+    result = ZuvStringDataCat(result, rest.Mid(0, rest.GetLengthChar() - found.GetLengthChar()));
+    result = ZuvStringDataCat(result, with);
+    rest = found.Mid(find.GetLengthChar(), found.GetLengthChar() - find.GetLengthChar());
+  }
+  return ZuvStringDataCat(result, rest);
+}
+
+CZuvStringData Trim(const CZuvStringData& s, const CZuvStringData& chars, bool bLeft, bool bRight) {
+  if (chars.IsEmpty() || (!bLeft && !bRight)) return s;
+  CZuvStringData work = s;
+  const CZuvStringData first = chars.Mid(0, 1);
+  for (unsigned long i = 1; i < chars.GetLengthChar(); ++i) {
+    work = Replace(work, chars.Mid(i, 1), first);
+  }
+  std::vector<CZuvStringData> pieces;
+  Split(work, first, &pieces);
+  if (pieces.empty()) {
+    return Replace(work, first, CZuvStringData()).IsEmpty() ? CZuvStringData() : s;
+  }
+  const unsigned long length = s.GetLengthChar();
+  const unsigned long found = Str(s, pieces[0]).GetLengthChar();
+  unsigned long start = 0;
+  unsigned long count = length;
+  if (bLeft) {
+    start = length - found;
+    count = found;
+  }
+  if (bRight && pieces.size() == 1) count = count + pieces[0].GetLengthChar() - found;
+  if (bRight && pieces.size() > 1) {
+    const CZuvStringData tail =
+        ZuvMacStringUtility::utf8_strreverse(s.GetPtrUtf8(), pieces.back().GetPtrUtf8());
+    count = count - (tail.GetLengthChar() - pieces.back().GetLengthChar());
+  }
+  return s.Mid(start, count);
+}
+
+CZuvStringData Inc(const CZuvStringData& s, unsigned long n) {
+  if (s.GetLengthChar() < n) return CZuvStringData();
+  const auto text = s.CreateCopyCFString();
+  const auto start = static_cast<int32_t>(n);
+  CZuvStringData tail;
+  tail.InitWithCFString(text->CreateSubstring(start, text->GetLength() - start).get());
+  return tail;
+}
+
+}  // namespace literal
+
+// ---------------------------------------------------------------------------------------------
+
+TEST(StringOpsTest, SplitDropsEmptyFieldsAndNeedsTheSeparator) {
+  const struct {
+    std::string s, separator;
+    Strings fields;
+  } cases[] = {
+      {"a,b,,c,", ",", {"a", "b", "c"}},
+      {",a", ",", {"a"}},
+      {"abc", ",", {}},
+      {"abc", "", {}},
+      {"a--b", "--", {"a", "b"}},
+      {"---", "--", {"-"}},
+      {"é😀ü😀", "😀", {"é", "ü"}},
+      {"a,b\xFF", ",", {}},  // not UTF-8: nothing is found
+  };
+  for (const auto& c : cases) {
+    std::vector<CZuvStringData> out = {Utf8("stale")};
+    ZuvStringDataSplit(Utf8(c.s), Utf8(c.separator), &out);
+    EXPECT_EQ(Texts(out), c.fields) << c.s << " by " << c.separator;
+  }
+  ZuvStringDataSplit(Utf8("a,b"), Utf8(","), nullptr);
+}
+
+TEST(StringOpsTest, ReplaceResumesAfterEachOccurrence) {
+  const struct {
+    std::string s, find, with, expected;
+  } cases[] = {
+      {"aaa", "aa", "b", "ba"},
+      {"abc", "", "x", "abc"},
+      {"a.b.c", ".", "::", "a::b::c"},
+      {"abab", "ab", "", ""},
+      {"", "a", "b", ""},
+      // Not UTF-8: an exact copy.
+      {"x\xC3", "x", "y", "x\xC3"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(Shape(ZuvStringDataReplace(Utf8(c.s), Utf8(c.find), Utf8(c.with))), c.expected)
+        << c.s << " " << c.find << " " << c.with;
+  }
+}
+
+TEST(StringOpsTest, TrimBySetOfCharacters) {
+  const struct {
+    std::string s, chars;
+    bool left, right;
+    std::optional<std::string> expected;
+  } cases[] = {
+      {"  ab  ", " ", true, true, "ab"},
+      {"  ab  ", " ", true, false, "ab  "},
+      {"  ab  ", " ", false, true, "  ab"},
+      {"xaxbx", "x", true, true, "axb"},
+      {"yxaxby", "xy", true, true, "axb"},
+      {"xxx", "x", true, true, kNone},
+      {"", "x", true, true, kNone},
+      {"abc", "x", true, true, "abc"},
+      {"abc", "", true, true, "abc"},
+      {" a ", " ", false, false, " a "},
+      {" a\xFF ", " ", true, true, " a\xFF "},  // not UTF-8: no field is found, s is kept
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(Shape(ZuvString::Trim(Utf8(c.s), Utf8(c.chars), c.left, c.right)), c.expected)
+        << "'" << c.s << "' by '" << c.chars << "' " << c.left << c.right;
+  }
+  EXPECT_EQ(Shape(ZuvStringDataTrimLeft(Utf8(" a "), Utf8(" "))), "a ");
+  EXPECT_EQ(Shape(ZuvStringDataTrimRight(Utf8(" a "), Utf8(" "))), " a");
+  EXPECT_EQ(Shape(ZuvStringDataTrim(Utf8(" a "), Utf8(" "))), "a");
+}
+
+TEST(StringOpsTest, SearchesGiveTheTailFromAnOccurrence) {
+  using Search = CZuvStringData (*)(const CZuvStringData&, const CZuvStringData&);
+  const struct {
+    Search search;
+    std::string s, f;
+    std::optional<std::string> expected;
+  } cases[] = {
+      {ZuvStringDataStr, "a/b/c", "/", "/b/c"},
+      {ZuvStringDataStr, "a/b/c", "", kNone},
+      {ZuvStringDataStr, "a/b/c", "x", kNone},
+      {ZuvStringDataStr, "IMG.JPG", ".jpg", kNone},
+      {ZuvStringDataStr, "é😀é😀", "é😀", "é😀é😀"},
+      {ZuvStringDataStr, "a/\xFF/b", "/", kNone},
+      {ZuvStringDataStrNoCase, "IMG.JPG", ".jpg", ".JPG"},
+      {ZuvStringDataStrNoCase, "Фото.ПРИВЕТ", "привет", "ПРИВЕТ"},
+      {ZuvStringDataStrNoCase, "ÉTÉ été", "ÉTÉ", "ÉTÉ été"},
+      {ZuvStringDataStrNoCase, "abc", "", kNone},
+      {ZuvStringDataStrReverse, "a/b/c", "/", "/c"},
+      {ZuvStringDataStrReverse, "a/b/c", "x", kNone},
+      {ZuvStringDataStrReverseIgnoreEncode, "a/b/c", "/", "/c"},
+      {ZuvStringDataStrReverseIgnoreEncode, "/", "/", kNone},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(Shape(c.search(Utf8(c.s), Utf8(c.f))), c.expected) << c.s << " " << c.f;
+  }
+}
+
+TEST(StringOpsTest, IncCutsUnitsAfterCountingCharacters) {
+  const struct {
+    std::string s;
+    unsigned long n;
+    std::optional<std::string> expected;
+  } cases[] = {
+      {"abc", 1, "bc"},
+      {"abc", 3, ""},
+      {"abc", 4, kNone},
+      {"", 0, ""},
+      {"😀x", 2, "x"},              // two characters, and the first takes two units
+      {"😀x", 1, "\xEF\xBF\xBDx"},  // a cut inside a surrogate pair
+      {"a\xFF", 1, ""},            // not UTF-8: the platform string is empty
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(Shape(ZuvStringDataInc(Utf8(c.s), c.n)), c.expected) << c.s << " " << c.n;
+  }
+}
+
+TEST(StringOpsTest, ComparisonsAndCaseMapping) {
+  EXPECT_EQ(ZuvStringDataCmp(Utf8("a"), Utf8("b")), -1);
+  EXPECT_EQ(ZuvStringDataCmpi(Utf8("ÉTÉ"), Utf8("été")), 0);
+  EXPECT_EQ(ZuvStringDataCmpn(Utf8("ab"), Utf8("abc"), 2), -1);
+  EXPECT_EQ(ZuvStringDataCmpni(Utf8("ab"), Utf8("ABC"), 2), 0);
+  EXPECT_EQ(ZuvStringDataCmpiIgnoreEncode(Utf8("Þ"), Utf8("þ")), -1);
+
+  std::map<CZuvStringData, int, ZuvFunctorUtility::CZuvLessStringDataNoCase> types;
+  types[Utf8("JPG")] = 1;
+  types[Utf8("jpg")] = 2;
+  EXPECT_EQ(types.size(), 1u);
+
+  const struct {
+    std::string s, lower, upper;
+  } cases[] = {
+      {"Straße İI", "straße i̇i", "STRASSE İI"},  // root locale: no Turkish dotless i
+      {"ÀÉ Ωmega", "àé ωmega", "ÀÉ ΩMEGA"},
+      {"a\xFF", "", ""},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(Shape(ZuvStringDataLower(Utf8(c.s))), c.lower);
+    EXPECT_EQ(Shape(ZuvStringDataUpper(Utf8(c.s))), c.upper);
+  }
+}
+
+TEST(StringOpsTest, CatNumbersAndFormat) {
+  EXPECT_EQ(Shape(ZuvStringDataCat(CZuvStringData(), CZuvStringData())), "");
+  EXPECT_EQ(Shape(ZuvStringDataCat(Utf8("é"), Utf8("\xFF"))), "é\xFF");
+
+  EXPECT_EQ(ZuvStringDataToNumber("42"), 42);
+  EXPECT_EQ(ZuvStringDataToNumber(" -7px"), -7);
+  EXPECT_EQ(ZuvStringDataToNumber("x1"), 0);
+  EXPECT_EQ(ZuvStringDataToNumber("9223372036854775807"), INT64_MAX);
+  EXPECT_DOUBLE_EQ(ZuvStringDataToFloat("2.5e3mm"), 2500.0);
+  EXPECT_DOUBLE_EQ(ZuvStringDataToFloat("."), 0.0);
+
+  const ZuvCharPlatform format("%d-%s");
+  EXPECT_EQ(Shape(ZuvStringDataFormat(&format, 5, "x")), "5-x");
+  EXPECT_EQ(Shape(ZuvStringDataFormat(static_cast<const ZuvCharPlatform*>(nullptr))), kNone);
+  const ZuvCharPlatform wide("%5000s|");
+  EXPECT_EQ(Shape(ZuvStringDataFormat(&wide, "é")), std::string(4998, ' ') + "é|");
+
+  const CZuvStringData value = Utf8("%s!");
+  EXPECT_EQ(Shape(ZuvStringDataFormat(&value, "ok")), "ok!");
+  EXPECT_TRUE(value.HasValueSystemEncoding());
+  EXPECT_EQ(Shape(ZuvStringDataFormat(static_cast<const CZuvStringData*>(nullptr))), kNone);
+}
+
+// The units go to the wide formatter unconverted, so with a 32-bit wchar_t no conversion is ever
+// seen and each pair of units comes back as it went: the result is the format, cut to the 511 wide
+// characters before the terminator that fit in 2048 bytes. Run under the address sanitizer, this
+// also shows that nothing is read or written outside the caller's units and the buffer.
+TEST(StringOpsTest, FormatWStaysInsideItsBuffers) {
+  EXPECT_EQ(Shape(ZuvStringDataFormatW(nullptr)), kNone);
+  std::u16string units;
+  for (size_t length = 0; length <= 5000; ++length) {
+    const auto exact = std::make_unique<unsigned short[]>(length + 1);  // ends at the 0 unit
+    std::copy(units.begin(), units.end(), exact.get());
+    const ZuvCharUnicode format(exact.get());
+    const CZuvStringData result = ZuvStringDataFormatW(&format, 1, 2);
+    const std::u16string_view read(reinterpret_cast<const char16_t*>(result.GetPtrUnicode()));
+    ASSERT_EQ(read, std::u16string_view(units).substr(0, 2 * 511)) << length;
+    units += static_cast<char16_t>(u'a' + length % 26);
+  }
+}
+
+// ---------------------------------------------------------------------------------------------
+// The linear implementations against the literal ones.
+
+// A value holding `utf8` as its primary form, or, where the text is UTF-8, the same text made
+// from UTF-16 or the system encoding, whose lengths count UTF-16 units.
+CZuvStringData MakeValue(const std::string& utf8, int form) {
+  std::u16string units;
+  if (form == 0 || !zuv::platform::DecodeUtf8(utf8, &units)) return Utf8(utf8);
+  if (form == 1)
+    return CZuvStringData(ZuvCharUnicode(reinterpret_cast<const unsigned short*>(units.c_str())));
+  std::string system;
+  if (!zuv::platform::EncodeSystem(units, &system)) return Utf8(utf8);
+  return CZuvStringData(ZuvCharSystem(system.c_str()));
+}
+
+struct Inputs {
+  std::string s, f, with;
+  int sForm = 0, fForm = 0;
+};
+
+void ExpectSameAsLiteral(const Inputs& in) {
+  SCOPED_TRACE(testing::Message() << testing::PrintToString(in.s) << " / "
+                                  << testing::PrintToString(in.f) << " forms " << in.sForm
+                                  << in.fForm);
+  const auto s = [&] { return MakeValue(in.s, in.sForm); };
+  const auto f = [&] { return MakeValue(in.f, in.fForm); };
+  EXPECT_EQ(Shape(ZuvStringDataStr(s(), f())), Shape(literal::Str(s(), f())));
+  EXPECT_EQ(Shape(ZuvStringDataStrNoCase(s(), f())), Shape(literal::Str(s(), f(), true)));
+  EXPECT_EQ(Shape(ZuvStringDataReplace(s(), f(), Utf8(in.with))),
+            Shape(literal::Replace(s(), f(), Utf8(in.with))));
+  std::vector<CZuvStringData> fast, slow;
+  ZuvStringDataSplit(s(), f(), &fast);
+  literal::Split(s(), f(), &slow);
+  EXPECT_EQ(Texts(fast), Texts(slow));
+  for (const auto& [left, right] : {std::pair{true, true}, {true, false}, {false, true}}) {
+    EXPECT_EQ(Shape(ZuvString::Trim(s(), f(), left, right)),
+              Shape(literal::Trim(s(), f(), left, right)))
+        << left << right;
+  }
+  for (unsigned long n = 0; n <= 4; ++n) {
+    EXPECT_EQ(Shape(ZuvStringDataInc(s(), n)), Shape(literal::Inc(s(), n))) << n;
+  }
+}
+
+TEST(StringOpsEquivalenceTest, TrickyInputs) {
+  const Inputs cases[] = {
+      {"aaaa", "aa", "b"},
+      {"abababa", "aba", "-"},
+      {"😀a😀b😀", "😀", "x", 1, 0},  // from UTF-16: the first field runs on
+      {"a😀😀b,c", ",", "", 1, 0},
+      {"ab😀cd", "😀", "", 0, 1},  // a separator longer in units than in characters
+      {"😀😀", "😀", "+", 2, 1},
+      {"x😀y😀", "y", "", 1, 0},
+      {"  a😀b  ", " ", "", 1, 0},
+      {"xyx", "xyz", "", 0, 0},
+      {"\x80"
+       "a,b",
+       ",", "_"},
+      {"a,b", "\xC3", "_"},
+      {"a,b\xF4\x90\x80\x80", ",", "_"},  // above U+10FFFF
+      {"éÉé", "É", "e"},
+      {"", "", ""},
+  };
+  for (const Inputs& in : cases) ExpectSameAsLiteral(in);
+}
+
+TEST(StringOpsEquivalenceTest, RandomInputs) {
+  const std::string pieces[] = {"a", "b", ",", "-",    "é",    "É",
+                                "€", "😀", " ", "\x80", "\xC3", "\xFF"};
+  std::mt19937 random(20240611);
+  const auto text = [&](int most, bool wellFormed) {
+    std::string out;
+    for (int n = std::uniform_int_distribution<>(0, most)(random); n > 0; --n) {
+      out += pieces[std::uniform_int_distribution<size_t>(0, wellFormed ? 8 : 11)(random)];
+    }
+    return out;
+  };
+  for (int i = 0; i < 1500; ++i) {
+    Inputs in{text(14, i % 4 != 0), text(3, i % 5 != 0), text(2, true)};
+    in.sForm = i % 3;
+    in.fForm = (i / 3) % 3;
+    ExpectSameAsLiteral(in);
+  }
+}
+
+}  // namespace
