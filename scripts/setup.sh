@@ -9,7 +9,7 @@ packages=(
   libicu-dev libgtest-dev libgmock-dev libbenchmark-dev
   locales
   clang libclang-rt-14-dev
-  tzdata
+  e2fsprogs xorriso fuseiso mount util-linux libmount-dev tzdata
 )
 
 as_root() {

@@ -28,3 +28,5 @@ bool IsTextOperation(std::string_view name);
 /// Runs a string operation on its texts and prints the result; the exit status.
 int RunTextOperation(const std::string& name, const std::vector<std::string>& texts);
 int RunTimeCommand(const std::vector<std::string>& arguments);
+int RunInfoCommand(const std::vector<std::string>& arguments);
+int RunTypesCommand(const std::vector<std::string>& arguments);

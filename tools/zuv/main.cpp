@@ -28,6 +28,20 @@ const ZuvToolCommand kCommands[] = {
      "    position); 'format' takes a count of 1/65536 seconds since 1904-01-01 00:00:00 UTC, in\n"
      "    decimal or in hexadecimal after 0x. Local time is that of the system time zone (TZ).\n",
      RunTimeCommand},
+    {"info", "PATH...",
+     "shows what a file handle knows of each item: names, size, times, attributes and medium",
+     "    For each PATH: the display and stored names, the size, the creation, modification and\n"
+     "    access times (local time), the attributes for the current user, the file type by\n"
+     "    extension, the drive type of its volume and whether that volume has less than 100 MiB\n"
+     "    free. A missing PATH is reported and makes the exit status 1.\n",
+     RunInfoCommand},
+    {"types", "[--check-folder] [--] [PATH...]",
+     "lists the file types by extension, or shows the file type of each PATH",
+     "    Without PATH, every extension of the table with its type value and name. With PATH, the\n"
+     "    type by the text after the last \".\" of the whole path, ignoring case; with\n"
+     "    --check-folder (-f), an existing item whose attributes are exactly those of a folder\n"
+     "    has no type.\n",
+     RunTypesCommand},
 };
 
 const ZuvToolCommand* FindCommand(std::string_view name) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #pragma pack(push, 2)
 
@@ -18,3 +19,62 @@ struct UTCDateTime {
 #pragma pack(pop)
 
 static_assert(sizeof(UTCDateTime) == 8 && alignof(UTCDateTime) == 2);
+
+/// A reference to an existing item: its canonical absolute path (the parent folder resolved, the
+/// last component kept as named, so a symbolic link is an item of its own) and its identity on
+/// disk. Two references name the same item when device and inode agree.
+struct FSRef {
+  std::string path;
+  uint64_t device = 0;
+  uint64_t inode = 0;
+};
+
+/// An item's name as the file system stores it, in UTF-16 units.
+struct HFSUniStr255 {
+  uint16_t length;
+  char16_t unicode[255];
+};
+
+/// Which fields of an FSCatalogInfo a read fills in or a write applies.
+typedef uint32_t FSCatalogInfoBitmap;
+enum : FSCatalogInfoBitmap {
+  kFSCatInfoNone = 0,
+  kFSCatInfoNodeFlags = 0x00000002,
+  kFSCatInfoVolume = 0x00000008,
+  kFSCatInfoCreateDate = 0x00000020,
+  kFSCatInfoContentMod = 0x00000040,
+  kFSCatInfoAccessDate = 0x00000100,
+  kFSCatInfoPermissions = 0x00000400,
+  kFSCatInfoFinderInfo = 0x00000800,
+  kFSCatInfoFinderXInfo = 0x00001000,
+  kFSCatInfoDataSizes = 0x00004000,
+  kFSCatInfoUserPrivs = 0x00020000,
+};
+
+/// Node flags of an FSCatalogInfo.
+enum : uint16_t {
+  kFSNodeLockedMask = 0x0001,
+  kFSNodeIsDirectoryMask = 0x0010,
+};
+
+/// Owner, group and permission mode of an item.
+struct FSPermissionInfo {
+  uint32_t userID;
+  uint32_t groupID;
+  uint16_t mode;
+};
+
+/// An item's catalog information. A read fills the fields its bitmap names and leaves the others.
+struct FSCatalogInfo {
+  uint16_t nodeFlags;  // kFSNodeLockedMask, kFSNodeIsDirectoryMask
+  int16_t volume;      // volume reference number
+  uint8_t userPrivileges;
+  UTCDateTime createDate;
+  UTCDateTime contentModDate;
+  UTCDateTime accessDate;
+  FSPermissionInfo permissions;
+  uint8_t finderInfo[16];
+  uint8_t extFinderInfo[16];
+  uint64_t dataLogicalSize;
+  uint64_t dataPhysicalSize;
+};

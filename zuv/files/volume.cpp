@@ -1,0 +1,161 @@
+#include "zuv/files/volume.h"
+
+#include <map>
+#include <mutex>
+
+#include "zuv/files/file_handle.h"
+#include "zuv/platform/catalog.h"
+#include "zuv/platform/machine_facts.h"
+#include "zuv/platform/volume_info.h"
+
+namespace {
+
+using zuv::platform::kNoErr;
+
+// Less free space than this counts as a full disk.
+constexpr uint64_t kDiskFullBytes = 104857600;
+
+// Only the volume's root can be of a medium class; the registry walk ends at the tree's top.
+constexpr std::string_view kDeviceTreeTop = "/sys/devices/";
+
+std::mutex g_driveTypeMutex;
+std::map<int16_t, uint32_t> g_mapDriveType;
+
+// The volume of an item, by its catalog record.
+bool ReadVolume(const FSRef& ref, int16_t* volume) {
+  FSCatalogInfo info = {};
+  if (zuv::platform::GetCatalogInfo(ref, kFSCatInfoVolume, &info, nullptr) != kNoErr) {
+    return false;
+  }
+  *volume = info.volume;
+  return true;
+}
+
+bool ReadVolumeParms(FSRef& ref, zuv::platform::VolumeParms* parms) {
+  int16_t volume = 0;
+  return ReadVolume(ref, &volume) && zuv::platform::GetVolumeParms(volume, parms) == kNoErr;
+}
+
+}  // namespace
+
+bool ZuvLookUpDriveType(int16_t volume, uint32_t* type) {
+  std::lock_guard lock(g_driveTypeMutex);
+  const auto found = g_mapDriveType.find(volume);
+  if (found == g_mapDriveType.end()) return false;
+  *type = found->second;
+  return true;
+}
+
+void ZuvRememberDriveType(int16_t volume, uint32_t type) {
+  std::lock_guard lock(g_driveTypeMutex);
+  g_mapDriveType[volume] = type;
+}
+
+// Volume numbers are never reused within a process on Linux, so a remembered answer stays right
+// for as long as the volume stays mounted.
+uint32_t CZuvFileHandle::GetDriveType() const {
+  FSRef ref;
+  int16_t volume = 0;
+  if (ZuvIsFailure(GetFSRef(&ref)) || !ReadVolume(ref, &volume)) return kZuvDriveFixed;
+  if (ZuvLookUpDriveType(volume, &m_nDriveType)) return m_nDriveType;
+
+  zuv::platform::VolumeInfo info;
+  if (zuv::platform::GetVolumeInfo(volume, &info) != kNoErr) return kZuvDriveFixed;
+  if (IsOpticalDisk(&info.root)) {
+    m_nDriveType = kZuvDriveOptical;
+  } else if (IsNetworkCheck(info.root)) {
+    m_nDriveType = kZuvDriveNetwork;
+  } else if (IsEjectable(info.root)) {
+    const bool locked = (info.flags & (zuv::platform::kVolumeHardwareLocked |
+                                       zuv::platform::kVolumeSoftwareLocked)) != 0;
+    m_nDriveType = locked ? kZuvDriveRemovableLocked : kZuvDriveRemovable;
+  } else {
+    m_nDriveType = kZuvDriveFixed;
+  }
+  ZuvRememberDriveType(volume, m_nDriveType);
+  return m_nDriveType;
+}
+
+bool IsOpticalDisk(const FSRef* root) {
+  return root != nullptr && (ZuvFileHandlePrivate::FSIsIOClass(root, "IOCDMedia") ||
+                             ZuvFileHandlePrivate::FSIsIOClass(root, "IODVDMedia"));
+}
+
+bool IsNetworkCheck(FSRef& ref) {
+  zuv::platform::VolumeParms parms;
+  return ReadVolumeParms(ref, &parms) && parms.network;
+}
+
+// A volume that cannot be read counts as ejectable, so that nothing is promised about it. Before
+// 10.4 the card and USB walk was not trusted and only the removable flag counted.
+bool IsEjectable(FSRef& ref) {
+  zuv::platform::VolumeParms parms;
+  if (!ReadVolumeParms(ref, &parms)) return true;
+  const uint32_t systemVersion = zuv::platform::CurrentMachineFacts().SystemVersion();
+  if (parms.ejectable) return true;
+  if (systemVersion >= 0x1030 && systemVersion <= 0x103F) return false;
+  return VolumeIsOnPCCardByBSDName(parms.deviceName.data());
+}
+
+bool IsFolderPackage(const FSRef* ref) {
+  return ref != nullptr && zuv::platform::IsApplicationBundle(*ref);
+}
+
+bool VolumeIsOnPCCard(short volume) {
+  zuv::platform::VolumeParms parms;
+  return zuv::platform::GetVolumeParms(volume, &parms) == kNoErr &&
+         VolumeIsOnPCCardByBSDName(parms.deviceName.data());
+}
+
+bool VolumeIsOnPCCardByBSDName(char* name) {
+  if (name == nullptr) return false;
+  const std::string entry = zuv::platform::BlockDeviceEntry(name);
+  return !entry.empty() && FindVolumeOnPCCard(entry);
+}
+
+// The walk goes from the device towards the root of the device tree, one parent folder at a time.
+bool FindVolumeOnPCCard(const std::string& entry) {
+  for (std::string device = entry; device.size() > kDeviceTreeTop.size() &&
+                                   device.compare(0, kDeviceTreeTop.size(), kDeviceTreeTop) == 0;
+       device.erase(device.rfind('/'))) {
+    if (SocketTypeIsPCCard(device) || DriverWasRoutedThroughPCCardBridge(device)) return true;
+  }
+  return false;
+}
+
+bool DriverWasRoutedThroughPCCardBridge(const std::string& entry) {
+  const std::string subsystem = zuv::platform::CurrentMachineFacts().DeviceSubsystem(entry);
+  return subsystem == "usb" || subsystem == "mmc";
+}
+
+bool SocketTypeIsPCCard(const std::string& entry) {
+  const std::string subsystem = zuv::platform::CurrentMachineFacts().DeviceSubsystem(entry);
+  return subsystem == "pcmcia" || subsystem == "pcmcia_socket";
+}
+
+bool ZuvIsDiskFull(const CZuvFilePath& path) {
+  FSRef ref;
+  uint64_t freeBytes = 0;
+  return ZuvIsSuccess(path.GetFSRef(&ref)) &&
+         zuv::platform::GetFreeBytes(ref, &freeBytes) == kNoErr && freeBytes < kDiskFullBytes;
+}
+
+namespace ZuvFileHandlePrivate {
+
+std::vector<std::string> IOCopyVolumePaths(const char* className) {
+  return zuv::platform::MediaMountPoints(className);
+}
+
+bool FSIsIOClass(const FSRef* ref, const char* className) {
+  if (ref == nullptr) return false;
+  for (const std::string& mountPoint : IOCopyVolumePaths(className)) {
+    FSRef root;
+    if (zuv::platform::MakeRef(mountPoint, &root) == kNoErr &&
+        zuv::platform::CompareRefs(root, *ref)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace ZuvFileHandlePrivate

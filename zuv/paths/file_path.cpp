@@ -1,0 +1,78 @@
+#include "zuv/paths/file_path.h"
+
+#include <string>
+
+#include "zuv/platform/catalog.h"
+
+namespace {
+
+// Room for a path and its terminator when a reference is turned into one.
+constexpr size_t kPathBufferSize = 2048;
+
+bool Exists(const CZuvStringData& path) {
+  FSRef ref;
+  return zuv::platform::MakeRef(path.GetPtrUtf8(), &ref) == zuv::platform::kNoErr;
+}
+
+}  // namespace
+
+CZuvFilePath::CZuvFilePath() = default;
+
+CZuvFilePath::CZuvFilePath(const CZuvFilePath& other) : m_strPath(other.m_strPath) {}
+
+CZuvFilePath::~CZuvFilePath() = default;
+
+CZuvFilePath& CZuvFilePath::operator=(const CZuvFilePath& other) {
+  if (this != &other) Initialize(&other.m_strPath);
+  return *this;
+}
+
+void CZuvFilePath::Free() { m_strPath.Clear(); }
+
+bool CZuvFilePath::IsEmpty() const {
+  return m_strPath.GetLengthByteUtf8() == 0 || !Exists(m_strPath);
+}
+
+ZuvResult CZuvFilePath::Initialize(const CZuvStringData* path) {
+  Free();
+  m_strPath = *path;
+  return Exists(m_strPath) ? kZuvSuccess : kZuvErrFileSystem;
+}
+
+ZuvResult CZuvFilePath::Initialize(const FSRef* ref) {
+  Free();
+  const ZuvResult result = ZuvFSRefToFullPath(*ref, &m_strPath);
+  if (ZuvIsFailure(result)) Free();
+  return result;
+}
+
+ZuvResult CZuvFilePath::GetFullPath(CZuvStringData* out) const {
+  *out = m_strPath;
+  return kZuvSuccess;
+}
+
+ZuvResult CZuvFilePath::GetFSRef(FSRef* out) const {
+  return zuv::platform::MakeRef(m_strPath.GetPtrUtf8(), out) == zuv::platform::kNoErr
+             ? kZuvSuccess
+             : kZuvErrNotFound;
+}
+
+ZuvResult CZuvFilePath::GetParent(CZuvFilePath* parent) const {
+  if (m_strPath.IsEmpty()) return kZuvErrEmptyPath;
+  std::string path = m_strPath.GetPtrUtf8();
+  if (path == "/") return kZuvErrFileSystem;
+  if (path.empty()) return kZuvErrNotFound;
+  if (path.back() == '/') path.pop_back();
+  const size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return kZuvErrFileSystem;
+  const CZuvStringData parentPath(ZuvCharUtf8(slash == 0 ? "/" : path.substr(0, slash).c_str()));
+  return parent->Initialize(&parentPath);
+}
+
+ZuvResult ZuvFSRefToFullPath(const FSRef& ref, CZuvStringData* out) {
+  char buffer[kPathBufferSize] = {};
+  if (zuv::platform::RefMakePath(ref, buffer, sizeof buffer) != zuv::platform::kNoErr) {
+    return kZuvErrFileSystem;
+  }
+  return out->InitWithUtf8(buffer);
+}

@@ -1,0 +1,199 @@
+#include "zuv/paths/file_type.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <latch>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "zuv/files/file_handle.h"
+#include "zuv/files/volume.h"
+#include "zuv/paths/file_path.h"
+#include "zuv/paths/path_utility.h"
+#include "zuv/platform/catalog.h"
+
+namespace {
+
+CZuvStringData Str(const std::string& text) { return CZuvStringData(ZuvCharUtf8(text.c_str())); }
+
+std::string Joined(const std::vector<CZuvStringData>& strings) {
+  std::string joined;
+  for (const CZuvStringData& s : strings) joined += std::string(s.GetPtrUtf8()) + " ";
+  return joined;
+}
+
+// Lookups as the extension table alone answers them: an extension as given, and a path's extension
+// from its last ".".
+eZuvFileType TableLookup(const CZuvStringData& extension) {
+  const auto& table = ZuvPathUtility::GetExtensionToTypeTable();
+  const auto found = table.find(extension);
+  return found != table.end() ? found->second : kZuvFileTypeUnknown;
+}
+
+eZuvFileType TablePathLookup(const CZuvStringData& path) {
+  const CZuvStringData extension = ZuvPathFindExtension(path, true);
+  return extension.IsEmpty() ? kZuvFileTypeUnknown : TableLookup(extension);
+}
+
+TEST(FileTypeTest, TablesHoldEveryRowInCaseInsensitiveOrder) {
+  std::string extensions;
+  for (const auto& [extension, type] : ZuvPathUtility::GetExtensionToTypeTable()) {
+    extensions += std::string(extension.GetPtrUtf8()) + "=" + ZuvFileTypeName(type) + " ";
+  }
+  EXPECT_EQ(
+      ".avi=kZuvFileTypeAvi .bmp=kZuvFileTypeBmp .cr2=kZuvFileTypeCr2 .crw=kZuvFileTypeCrw "
+      ".csv=kZuvFileTypeCsv .jpeg=kZuvFileTypeJpeg .jpg=kZuvFileTypeJpeg .log=kZuvFileTypeLog "
+      ".mov=kZuvFileTypeMov .mp4=kZuvFileTypeMp4 .mpeg=kZuvFileTypeMpeg .mpg=kZuvFileTypeMpeg "
+      ".mpo=kZuvFileTypeMpo .pct=kZuvFileTypePict .pict=kZuvFileTypePict .png=kZuvFileTypePng "
+      ".qcw=kZuvFileTypeCompactRaw .qdr=kZuvFileTypeDustReference "
+      ".qpj=kZuvFileTypeEditSettings .qrw=kZuvFileTypeRaw .tif=kZuvFileTypeTiff "
+      ".tiff=kZuvFileTypeTiff .txt=kZuvFileTypeText .wav=kZuvFileTypeWav .wmv=kZuvFileTypeWmv "
+      ".xmp=kZuvFileTypeXmp ",
+      extensions);
+  EXPECT_EQ(0x1100001u, kZuvFileTypeJpeg);
+  EXPECT_EQ(0x8000004u, kZuvFileTypeDustReference);
+  EXPECT_EQ(nullptr, ZuvFileTypeName(static_cast<eZuvFileType>(0x1100006)));
+
+  std::string types;
+  for (const auto& [type, list] : ZuvPathUtility::GetTypeToExtensionTable()) {
+    types += ZuvFileTypeName(type) + std::string("=") + Joined(list);
+  }
+  EXPECT_EQ(
+      "kZuvFileTypeJpeg=.jpeg .jpg kZuvFileTypeTiff=.tif .tiff kZuvFileTypeRaw=.qrw "
+      "kZuvFileTypeCompactRaw=.qcw kZuvFileTypeMpo=.mpo kZuvFileTypePict=.pct .pict "
+      "kZuvFileTypePng=.png kZuvFileTypeBmp=.bmp kZuvFileTypeCrw=.crw kZuvFileTypeCr2=.cr2 "
+      "kZuvFileTypeMov=.mov kZuvFileTypeMpeg=.mpeg .mpg kZuvFileTypeMp4=.mp4 "
+      "kZuvFileTypeWmv=.wmv kZuvFileTypeAvi=.avi kZuvFileTypeWav=.wav kZuvFileTypeText=.txt "
+      "kZuvFileTypeCsv=.csv kZuvFileTypeDustReference=.qdr kZuvFileTypeXmp=.xmp "
+      "kZuvFileTypeEditSettings=.qpj kZuvFileTypeLog=.log ",
+      types);
+}
+
+TEST(FileTypeTest, TypeExtensionsReplaceTheOutputOnlyWhenFound) {
+  std::vector<CZuvStringData> out = {Str("old")};
+  EXPECT_EQ(kZuvSuccess, ZuvPathFindTypeExtension(kZuvFileTypeMpeg, out));
+  EXPECT_EQ(".mpeg .mpg ", Joined(out));
+  for (const uint32_t type : {0u, 0x3000000u}) {
+    out = {Str("old")};
+    EXPECT_EQ(kZuvErrNotFound, ZuvPathFindTypeExtension(static_cast<eZuvFileType>(type), out));
+    EXPECT_EQ("old ", Joined(out));
+  }
+}
+
+TEST(FileTypeTest, PathsAreTypedByTheTextAfterTheirLastDot) {
+  const struct {
+    const char* path;
+    eZuvFileType expected;
+  } kCases[] = {
+      {"/p/IMG_0001.JPG", kZuvFileTypeJpeg}, {"/p/a.qrw", kZuvFileTypeRaw},
+      {"/p/a.jpg.TiFf", kZuvFileTypeTiff},   {"/p/.jpg", kZuvFileTypeJpeg},
+      {"/p/写真.Mov", kZuvFileTypeMov},      {"/p/a.c\u017fv", kZuvFileTypeCsv},  // LONG S is "s"
+      {"/p/readme", kZuvFileTypeUnknown},    {"/p.jpg/file", kZuvFileTypeUnknown},
+      {"/p/a.", kZuvFileTypeUnknown},        {"/p/a.jpgjpgjpg", kZuvFileTypeUnknown},
+      {"/p/\xff.jpg", kZuvFileTypeUnknown},  // not UTF-8: no text, so no extension
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.path);
+    EXPECT_EQ(c.expected, ZuvPathFindExtensionType(Str(c.path), false));
+    CZuvFilePath path;
+    const CZuvStringData text = Str(c.path);
+    path.Initialize(&text);
+    EXPECT_EQ(c.expected, ZuvPathFindExtensionType(path, false));
+  }
+  EXPECT_EQ(kZuvFileTypeTiff, ZuvPathConvertExtensionToType(Str(".TIFF")));
+  EXPECT_EQ(kZuvFileTypeUnknown, ZuvPathConvertExtensionToType(Str("jpg")));
+}
+
+// ASCII extensions are looked up without the map; the answers must be the map's everywhere.
+TEST(FileTypeTest, LookupsAgreeWithTheExtensionTable) {
+  const std::vector<std::string> pieces = {
+      ".",      ".",  "/",          "JPG",  "jpg",    "Tif",    "tiff",
+      "c",      "s",  "v",          "x",    "\u017f", "\u212a", "\u0130",
+      "\u00e9", "写", "\U0001f4f7", "\xff", "\xc3",   "\x80",   "\xed\xa0\x80"};
+  std::mt19937 random(20240601);
+  for (int n = 0; n < 20000; ++n) {
+    std::string name;
+    for (int i = static_cast<int>(random() % 7); i > 0; --i)
+      name += pieces[random() % pieces.size()];
+    ASSERT_EQ(TablePathLookup(Str(name)), ZuvPathFindExtensionType(Str(name), false)) << name;
+    ASSERT_EQ(TableLookup(Str("." + name)), ZuvPathConvertExtensionToType(Str("." + name))) << name;
+  }
+}
+
+// An ordinary folder is also readable, deletable and writable: its attributes are not exactly
+// kZuvAttributeFolder, so it is typed by its name like a file.
+TEST(FileTypeTest, CheckFolderTypesOrdinaryFoldersByName) {
+  std::string dir = (std::filesystem::temp_directory_path() / "zuv-types-XXXXXX").string();
+  ASSERT_NE(nullptr, mkdtemp(dir.data()));
+  std::filesystem::create_directory(dir + "/x.jpg");
+  std::ofstream(dir + "/y.jpg") << "y";
+  for (const char* name : {"/x.jpg", "/y.jpg", "/missing.jpg"}) {
+    EXPECT_EQ(kZuvFileTypeJpeg, ZuvPathFindExtensionType(Str(dir + name), true)) << name;
+  }
+  std::filesystem::remove_all(dir);
+}
+
+// In a process of its own: the drive type made up for the temporary folder's volume is kept for
+// the life of the process. On a CD a folder is neither deletable nor writable, and mode 0 makes it
+// unreadable, which leaves exactly kZuvAttributeFolder.
+TEST(FileTypeDeathTest, CheckFolderLeavesAFolderWithOnlyTheFolderAttributeUntyped) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto run = [] {
+    std::string dir = (std::filesystem::temp_directory_path() / "zuv-types-XXXXXX").string();
+    if (mkdtemp(dir.data()) == nullptr) return 2;
+    const std::string folder = dir + "/x.jpg";
+    std::filesystem::create_directory(folder);
+    FSRef ref;
+    FSCatalogInfo info = {};
+    if (zuv::platform::MakeRef(folder, &ref) != 0 ||
+        zuv::platform::GetCatalogInfo(ref, kFSCatInfoVolume, &info, nullptr) != 0) {
+      return 3;
+    }
+    ZuvRememberDriveType(info.volume, kZuvDriveOptical);
+    std::filesystem::permissions(folder, std::filesystem::perms::none);
+    const bool untyped = ZuvPathFindExtensionType(Str(folder), true) == kZuvFileTypeUnknown;
+    const bool named = ZuvPathFindExtensionType(Str(folder), false) == kZuvFileTypeJpeg;
+    std::filesystem::permissions(folder, std::filesystem::perms::owner_all);
+    std::filesystem::remove_all(dir);
+    return untyped && named ? 0 : 1;
+  };
+  EXPECT_EXIT(std::exit(run()), testing::ExitedWithCode(0), "");
+}
+
+// In a fresh process, so that the threads race on the first use of both tables. Each extension
+// listed by type is a copy of its key in the extension table, sharing its text: that table was
+// filled first.
+TEST(FileTypeDeathTest, FirstUseFromSeveralThreadsFillsTheExtensionTableFirst) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto run = [] {
+    std::latch start(8);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 8; ++t) {
+      threads.emplace_back([&, t] {
+        start.arrive_and_wait();
+        if (t % 2 == 0) ZuvPathUtility::GetTypeToExtensionTable();
+        if (t % 2 == 1) ZuvPathConvertExtensionToType(Str(".c\u017fv"));  // through the map
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+    const auto& extensions = ZuvPathUtility::GetExtensionToTypeTable();
+    for (const auto& [type, list] : ZuvPathUtility::GetTypeToExtensionTable()) {
+      for (const CZuvStringData& extension : list) {
+        const auto key = extensions.find(extension);
+        if (key == extensions.end() || key->second != type ||
+            key->first.GetPtrUtf8() != extension.GetPtrUtf8()) {
+          return 1;
+        }
+      }
+    }
+    return 0;
+  };
+  EXPECT_EXIT(std::exit(run()), testing::ExitedWithCode(0), "");
+}
+
+}  // namespace

@@ -1,0 +1,108 @@
+#include "zuv/platform/volume_info.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <string_view>
+
+#include "zuv/platform/linux/volume_numbers.h"
+#include "zuv/platform/machine_facts.h"
+
+namespace zuv::platform {
+namespace {
+
+constexpr std::array<std::string_view, 16> kNetworkFileSystems = {
+    "nfs",        "nfs4",        "cifs",        "smb3",      "smbfs",  "ncpfs",
+    "afs",        "9p",          "ceph",        "glusterfs", "lustre", "davfs",
+    "fuse.sshfs", "fuse.davfs2", "fuse.rclone", "fuse.s3fs"};
+
+// A disc, or an image of one mounted through a loop device or through FUSE, carries one of these.
+constexpr std::array<std::string_view, 4> kOpticalFileSystems = {"iso9660", "udf", "fuse.fuseiso",
+                                                                 "fuse.fuseiso9660"};
+
+template <size_t N>
+bool Contains(const std::array<std::string_view, N>& names, std::string_view name) {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+// The mount of a volume. A file system mounted more than once (bind mounts) is one volume; the
+// mount of the whole file system is preferred to one of a folder inside it.
+bool FindVolumeMount(int16_t volume, MountEntry* mount) {
+  uint64_t device = 0;
+  std::vector<MountEntry> mounts;
+  if (!detail::DeviceOfVolume(volume, &device) || !CurrentMachineFacts().ReadMounts(&mounts)) {
+    return false;
+  }
+  const MountEntry* found = nullptr;
+  for (const MountEntry& entry : mounts) {
+    if (entry.device != device) continue;
+    if (found == nullptr || (found->root != "/" && entry.root == "/")) found = &entry;
+  }
+  if (found == nullptr) return false;
+  *mount = *found;
+  return true;
+}
+
+// The block device behind a mount; false for a mount without one.
+bool ReadMountDevice(const MountEntry& mount, std::string* name, BlockDevice* device) {
+  MachineFacts& facts = CurrentMachineFacts();
+  *name = facts.BlockDeviceOf(mount);
+  return !name->empty() && facts.ReadBlockDevice(*name, device);
+}
+
+bool IsOpticalMedium(const MountEntry& mount) {
+  std::string name;
+  BlockDevice device;
+  return Contains(kOpticalFileSystems, mount.fsType) ||
+         (ReadMountDevice(mount, &name, &device) && device.optical);
+}
+
+}  // namespace
+
+OSStatus GetVolumeInfo(int16_t volume, VolumeInfo* info) {
+  MountEntry mount;
+  if (!FindVolumeMount(volume, &mount)) return kErrNoSuchVolume;
+  if (const OSStatus status = MakeRef(mount.mountPoint, &info->root); status != kNoErr) {
+    return status;
+  }
+  std::string name;
+  BlockDevice device;
+  const bool deviceLocked = ReadMountDevice(mount, &name, &device) && device.readOnly;
+  info->flags = static_cast<uint16_t>((deviceLocked ? kVolumeHardwareLocked : 0) |
+                                      (mount.readOnly ? kVolumeSoftwareLocked : 0));
+  return kNoErr;
+}
+
+OSStatus GetVolumeParms(int16_t volume, VolumeParms* parms) {
+  MountEntry mount;
+  if (!FindVolumeMount(volume, &mount)) return kErrNoSuchVolume;
+  BlockDevice device;
+  parms->network = Contains(kNetworkFileSystems, mount.fsType);
+  parms->ejectable = ReadMountDevice(mount, &parms->deviceName, &device) && device.removable;
+  return kNoErr;
+}
+
+std::vector<std::string> MediaMountPoints(const char* deviceClass) {
+  std::vector<std::string> mountPoints;
+  std::vector<MountEntry> mounts;
+  if (deviceClass == nullptr ||
+      (std::strcmp(deviceClass, "IOCDMedia") != 0 && std::strcmp(deviceClass, "IODVDMedia") != 0) ||
+      !CurrentMachineFacts().ReadMounts(&mounts)) {
+    return mountPoints;
+  }
+  for (const MountEntry& mount : mounts) {
+    if (IsOpticalMedium(mount)) mountPoints.push_back(mount.mountPoint);
+  }
+  return mountPoints;
+}
+
+std::string BlockDeviceEntry(const std::string& name) {
+  BlockDevice device;
+  return CurrentMachineFacts().ReadBlockDevice(name, &device) ? device.entry : std::string();
+}
+
+OSStatus GetFreeBytes(const FSRef& ref, uint64_t* bytes) {
+  return CurrentMachineFacts().ReadFreeBytes(ref.path, bytes) ? kNoErr : kErrIO;
+}
+
+}  // namespace zuv::platform

@@ -1,0 +1,183 @@
+// Real file systems for tests: a scratch folder that cleans up after itself, mounts made beneath it
+// (tmpfs, an ISO 9660 image, a loop-mounted ext2 image) that are undone when it goes, locked files,
+// ownership, and running a check in a child process that has dropped to an unprivileged user.
+// Header-only; compiled into the tests alone. Whatever needs root or a missing tool reports why it
+// cannot run.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <grp.h>
+#include <pwd.h>
+#include <string>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace zuv::platform::testing {
+
+inline bool IsRoot() { return geteuid() == 0; }
+
+/// True when `tool` is found on PATH.
+inline bool HaveTool(const std::string& tool) {
+  return std::system(("command -v " + tool + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+/// True when the kernel can mount a file system of that type now (/proc/filesystems).
+inline bool KernelHasFileSystem(const std::string& type) {
+  std::ifstream list("/proc/filesystems");
+  std::string line;
+  while (std::getline(list, line)) {
+    if (line.substr(line.rfind('\t') + 1) == type) return true;
+  }
+  return false;
+}
+
+/// The device id of an item (its st_dev, not following a last symbolic link); 0 when it is not
+/// there.
+inline uint64_t DeviceOf(const std::string& path) {
+  struct stat st;
+  return lstat(path.c_str(), &st) == 0 ? st.st_dev : 0;
+}
+
+/// Writes `bytes` bytes to a new file (replacing an old one).
+inline void WriteFile(const std::string& path, size_t bytes = 0) {
+  std::ofstream(path, std::ios::binary) << std::string(bytes, 'x');
+}
+
+/// Sets the immutable flag with chattr. False when chattr is missing or refuses.
+inline bool SetImmutable(const std::string& path, bool on) {
+  return std::system(
+             ("chattr " + std::string(on ? "+i '" : "-i '") + path + "' 2>/dev/null").c_str()) == 0;
+}
+
+/// The ids of the unprivileged user "nobody" and the group "nogroup" (or "nobody").
+struct Nobody {
+  uid_t uid = 65534;
+  gid_t gid = 65534;
+};
+
+inline Nobody FindNobody() {
+  Nobody nobody;
+  if (const passwd* user = getpwnam("nobody")) nobody.uid = user->pw_uid;
+  if (const group* entry = getgrnam("nogroup")) {
+    nobody.gid = entry->gr_gid;
+  } else if (const group* other = getgrnam("nobody")) {
+    nobody.gid = other->gr_gid;
+  }
+  return nobody;
+}
+
+/// Runs `check` in a child process that runs as nobody with nogroup as its only group, and returns
+/// what it returns (-1 when the child could not be started or did not exit normally). The child
+/// inherits this process's memory, caches included.
+inline int RunAsNobody(const std::function<int()>& check) {
+  const Nobody nobody = FindNobody();
+  const pid_t child = fork();
+  if (child < 0) return -1;
+  if (child == 0) {
+    if (setgroups(1, &nobody.gid) != 0 || setresgid(nobody.gid, nobody.gid, nobody.gid) != 0 ||
+        setresuid(nobody.uid, nobody.uid, nobody.uid) != 0) {
+      _exit(126);
+    }
+    _exit(check());
+  }
+  int status = 0;
+  if (waitpid(child, &status, 0) != child || !WIFEXITED(status)) return -1;
+  return WEXITSTATUS(status);
+}
+
+/// A new folder under /tmp, open to every user so that a child that dropped its privileges can
+/// reach it. At the end, whatever was mounted or locked through it is undone and it is removed.
+class ScratchFolder {
+ public:
+  ScratchFolder() {
+    std::string name = "/tmp/zuv-test-XXXXXX";
+    if (mkdtemp(name.data()) != nullptr) {
+      m_path = name;
+      chmod(m_path.c_str(), 0755);
+    }
+  }
+  ~ScratchFolder() {
+    for (auto it = m_locked.rbegin(); it != m_locked.rend(); ++it) SetImmutable(*it, false);
+    for (auto it = m_mounts.rbegin(); it != m_mounts.rend(); ++it) umount2(it->c_str(), MNT_DETACH);
+    std::error_code ignored;
+    if (!m_path.empty()) std::filesystem::remove_all(m_path, ignored);
+  }
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+
+  const std::string& Path() const { return m_path; }
+  /// The path of `name` inside the folder.
+  std::string operator/(const std::string& name) const { return m_path + "/" + name; }
+
+  /// Makes a folder `name` and mounts a tmpfs of that size on it, read-only when asked. Its path,
+  /// or empty when the mount failed (not root).
+  std::string MountTmpfs(const std::string& name, const std::string& size = "4m",
+                         bool readOnly = false) {
+    const std::string point = *this / name;
+    std::filesystem::create_directories(point);
+    if (mount("tmpfs", point.c_str(), "tmpfs", readOnly ? MS_RDONLY : 0,
+              ("size=" + size).c_str()) != 0) {
+      return "";
+    }
+    m_mounts.push_back(point);
+    return point;
+  }
+
+  /// Makes an ISO 9660 image of the folder `content` and mounts it on a folder `name`: read-only
+  /// through a loop device where the kernel reads ISO 9660, else through FUSE (fuseiso). Its path,
+  /// or empty when xorriso or the mount failed.
+  std::string MountIso(const std::string& content, const std::string& name) {
+    const std::string image = *this / (name + ".iso");
+    if (!Run("xorriso -as mkisofs -quiet -o '" + image + "' '" + (*this / content) + "'"))
+      return "";
+    if (KernelHasFileSystem("iso9660")) return MountLoop(image, name, "loop,ro");
+    const std::string point = *this / name;
+    std::filesystem::create_directories(point);
+    if (!Run("fuseiso '" + image + "' '" + point + "'")) return "";
+    m_mounts.push_back(point);
+    return point;
+  }
+
+  /// Makes an empty 1 MiB ext2 image and mounts it through a loop device on a folder `name`,
+  /// read-only when asked. Its path, or empty when mke2fs or the mount failed.
+  std::string MountExt2(const std::string& name, bool readOnly) {
+    const std::string image = *this / (name + ".img");
+    return Run("mke2fs -q -F -t ext2 '" + image + "' 1M")
+               ? MountLoop(image, name, readOnly ? "loop,ro" : "loop")
+               : "";
+  }
+
+  /// Locks an item with chattr +i, to be unlocked at the end. False when chattr refuses.
+  bool Lock(const std::string& path) {
+    if (!SetImmutable(path, true)) return false;
+    m_locked.push_back(path);
+    return true;
+  }
+
+ private:
+  static bool Run(const std::string& command) {
+    return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
+  }
+
+  std::string MountLoop(const std::string& image, const std::string& name,
+                        const std::string& options) {
+    const std::string point = *this / name;
+    std::filesystem::create_directories(point);
+    if (!Run("mount -o " + options + " '" + image + "' '" + point + "'")) return "";
+    m_mounts.push_back(point);
+    return point;
+  }
+
+  std::string m_path;
+  std::vector<std::string> m_mounts;
+  std::vector<std::string> m_locked;
+};
+
+}  // namespace zuv::platform::testing
