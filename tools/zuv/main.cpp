@@ -42,6 +42,23 @@ const ZuvToolCommand kCommands[] = {
      "    --check-folder (-f), an existing item whose attributes are exactly those of a folder\n"
      "    has no type.\n",
      RunTypesCommand},
+    {"swap", "A B", "exchanges the contents of two files, each keeping its name and place",
+     "    Locked files are unlocked for the swap and locked again. Where the volume cannot\n"
+     "    exchange two files in place, they are exchanged by renames, undone if a step fails.\n",
+     RunSwapCommand},
+    {"mkdir", "PARENT NAME", "creates the folder NAME in PARENT and shows its path", "",
+     RunMkdirCommand},
+    {"rename", "PATH NAME", "renames an item within its folder and shows its new path",
+     "    A locked item is renamed too and stays locked.\n", RunRenameCommand},
+    {"rm", "PATH...", "deletes each file, and each folder with everything in it",
+     "    Symbolic links are removed, never followed. A failure is reported and the next PATH is\n"
+     "    tried.\n",
+     RunRmCommand},
+    {"tempfile", "[--project NAME] [--suffix .EXT]",
+     "creates a new temporary file in the project temp folder and shows its path",
+     "    The folder is $TMPDIR/zuv-UID/Merid[/NAME]/RTL; the file is named ZuvTmp and four\n"
+     "    digits, then .EXT as given.\n",
+     RunTempfileCommand},
 };
 
 const ZuvToolCommand* FindCommand(std::string_view name) {

@@ -1,0 +1,359 @@
+#include "zuv/platform/file_system.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <dirent.h>
+#include <fcntl.h>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+#include "zuv/platform/linux/status.h"
+#include "zuv/platform/text.h"
+
+namespace zuv::platform {
+namespace {
+
+using detail::StatusFromErrno;
+using detail::StatusFromNamingErrno;
+
+// The folder part of a reference's canonical path ("/" for an item at the root).
+std::string FolderOf(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  return slash == 0 ? std::string("/") : path.substr(0, slash);
+}
+
+std::string ChildPath(const std::string& folder, const std::string& name) {
+  return folder == "/" ? "/" + name : folder + "/" + name;
+}
+
+// The UTF-8 form of a name that can be one path component: not empty, "." or "..", and without
+// "/" or U+0000 (which would make it another path or cut it short).
+std::optional<std::string> ComponentOf(std::u16string_view name) {
+  std::string utf8 = EncodeUtf8(name);
+  if (utf8.empty() || utf8 == "." || utf8 == ".." || utf8.find('/') != std::string::npos ||
+      utf8.find('\0') != std::string::npos) {
+    return std::nullopt;
+  }
+  return utf8;
+}
+
+// Opens a regular file's data, never through a symbolic link and never waiting on a FIFO.
+int OpenFork(const FSRef& file, int access, OSStatus* status) {
+  const int fd = open(file.path.c_str(), access | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) {
+    *status = StatusFromErrno(errno);
+    return -1;
+  }
+  struct stat st;
+  if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+    close(fd);
+    *status = kErrNotAFile;
+    return -1;
+  }
+  return fd;
+}
+
+// Keeps the first failure of a sequence of steps.
+void Note(OSStatus* first, OSStatus status) {
+  if (*first == kNoErr) *first = status;
+}
+
+OSStatus CloseFork(int fd) { return close(fd) == 0 ? kNoErr : StatusFromErrno(errno); }
+
+// Creates a file or a folder by `make`, which tells whether it did and leaves errno set if not.
+template <typename Make>
+OSStatus CreateItem(const FSRef& parent, std::u16string_view name, FSRef* created, Make make) {
+  const std::optional<std::string> leaf = ComponentOf(name);
+  if (!leaf) return kErrBadName;
+  const std::string path = ChildPath(parent.path, *leaf);
+  if (!make(path.c_str())) return StatusFromNamingErrno(errno);
+  return MakeRef(path, created);
+}
+
+// rename without replacing an item at `to`. File systems that do not take the flag (NFS, some
+// FUSE ones) get a test for the target first, which leaves a short window for a race.
+int RenameNoReplace(const std::string& from, const std::string& to) {
+  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
+  if (errno != EINVAL) return errno;
+  struct stat st;
+  if (lstat(to.c_str(), &st) == 0) return EEXIST;
+  return rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
+}
+
+OSStatus RenameTo(const FSRef& item, const std::string& to, FSRef* renamed) {
+  if (const int error = RenameNoReplace(item.path, to); error != 0) {
+    return StatusFromNamingErrno(error);
+  }
+  return MakeRef(to, renamed);
+}
+
+// Empties the folder open at `fd` (which it takes over) bottom up, never following a symbolic
+// link: unlinkat removes a link itself, and a folder is entered by openat with O_NOFOLLOW.
+bool EmptyFolder(int fd) {
+  DIR* folder = fdopendir(fd);
+  if (folder == nullptr) {
+    close(fd);
+    return false;
+  }
+  bool emptied = true;
+  while (const dirent* entry = readdir(folder)) {
+    const std::string_view name = entry->d_name;
+    if (name == "." || name == "..") continue;
+    if (unlinkat(dirfd(folder), entry->d_name, 0) == 0) continue;
+    if (errno != EISDIR) {
+      emptied = false;
+      continue;
+    }
+    const int child =
+        openat(dirfd(folder), entry->d_name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    emptied = child >= 0 && EmptyFolder(child) && emptied;
+    emptied = unlinkat(dirfd(folder), entry->d_name, AT_REMOVEDIR) == 0 && emptied;
+  }
+  closedir(folder);
+  return emptied;
+}
+
+bool CreateEmptyFile(const std::string& path) {
+  const int fd = open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600);
+  return fd >= 0 && close(fd) == 0;
+}
+
+// Whether RENAME_EXCHANGE works in `folder`: two empty files are made there, exchanged and removed.
+// No answer when the files cannot be made.
+std::optional<bool> ProbeExchange(const std::string& folder) {
+  static std::atomic<unsigned> probes{0};
+  const std::string stem = ChildPath(
+      folder, ".zuv-exchange-probe-" + std::to_string(getpid()) + "-" + std::to_string(probes++));
+  const std::string a = stem + "a";
+  const std::string b = stem + "b";
+  std::optional<bool> works;
+  if (CreateEmptyFile(a)) {
+    if (CreateEmptyFile(b)) {
+      works = renameat2(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str(), RENAME_EXCHANGE) == 0;
+      unlink(b.c_str());
+    }
+    unlink(a.c_str());
+  }
+  return works;
+}
+
+bool IsFolder(const FSRef& item) {
+  struct stat st;
+  return lstat(item.path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+class LinuxFileSystem final : public FileSystem {
+ public:
+  OSStatus Rename(const FSRef& item, std::u16string_view name, FSRef* renamed) override {
+    const std::optional<std::string> leaf = ComponentOf(name);
+    if (!leaf) return kErrBadName;
+    if (item.path == "/") return kErrParam;
+    return RenameTo(item, ChildPath(FolderOf(item.path), *leaf), renamed);
+  }
+
+  OSStatus Move(const FSRef& item, const FSRef& folder, FSRef* moved) override {
+    if (item.path == "/") return kErrParam;
+    return RenameTo(item, ChildPath(folder.path, item.path.substr(item.path.rfind('/') + 1)),
+                    moved);
+  }
+
+  OSStatus Delete(const FSRef& item) override {
+    const int done = IsFolder(item) ? rmdir(item.path.c_str()) : unlink(item.path.c_str());
+    return done == 0 ? kNoErr : StatusFromErrno(errno);
+  }
+
+  bool CanExchange(const FSRef& item) override {
+    {
+      const std::lock_guard<std::mutex> hold(m_lock);
+      const auto known = m_canExchange.find(item.device);
+      if (known != m_canExchange.end()) return known->second;
+    }
+    const std::optional<bool> works = ProbeExchange(FolderOf(item.path));
+    if (!works) return false;
+    const std::lock_guard<std::mutex> hold(m_lock);
+    m_canExchange[item.device] = *works;
+    return *works;
+  }
+
+  OSStatus Exchange(const FSRef& a, const FSRef& b, FSRef* newA, FSRef* newB) override {
+    if (IsFolder(a) || IsFolder(b)) return kErrNotAFile;
+    if (renameat2(AT_FDCWD, a.path.c_str(), AT_FDCWD, b.path.c_str(), RENAME_EXCHANGE) != 0) {
+      return StatusFromErrno(errno);
+    }
+    const OSStatus status = MakeRef(a.path, newA);
+    return status != kNoErr ? status : MakeRef(b.path, newB);
+  }
+
+  OSStatus SetCatalogInfo(const FSRef& item, FSCatalogInfoBitmap which,
+                          const FSCatalogInfo& info) override {
+    return zuv::platform::SetCatalogInfo(item, which, info);
+  }
+
+  void Pause(std::chrono::milliseconds duration) override { std::this_thread::sleep_for(duration); }
+
+ private:
+  std::mutex m_lock;
+  std::map<uint64_t, bool> m_canExchange;  // by device id
+};
+
+LinuxFileSystem g_realFileSystem;
+std::atomic<FileSystem*> g_currentFileSystem{&g_realFileSystem};
+
+}  // namespace
+
+ForkOutcome ReadFork(const FSRef& file, void* buffer, size_t count) {
+  ForkOutcome outcome;
+  const int fd = OpenFork(file, O_RDONLY, &outcome.transfer);
+  if (fd < 0) return ForkOutcome{outcome.transfer, kErrFileNotOpen};
+  for (size_t done = 0; done < count;) {
+    const ssize_t read =
+        pread(fd, static_cast<char*>(buffer) + done, count - done, static_cast<off_t>(done));
+    if (read < 0 && errno == EINTR) continue;
+    if (read <= 0) {
+      if (read < 0) outcome.transfer = StatusFromErrno(errno);
+      break;
+    }
+    done += static_cast<size_t>(read);
+  }
+  posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
+  outcome.close = CloseFork(fd);
+  return outcome;
+}
+
+// Each step runs whatever became of the one before, as only the close decides the caller's result.
+ForkOutcome WriteFork(const FSRef& file, const void* data, size_t count) {
+  ForkOutcome outcome;
+  const int fd = OpenFork(file, O_WRONLY, &outcome.transfer);
+  if (fd < 0) return ForkOutcome{outcome.transfer, kErrFileNotOpen};
+  for (size_t done = 0; done < count;) {
+    const ssize_t written =
+        pwrite(fd, static_cast<const char*>(data) + done, count - done, static_cast<off_t>(done));
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) {
+      Note(&outcome.transfer, written < 0 ? StatusFromErrno(errno) : kErrIO);
+      break;
+    }
+    done += static_cast<size_t>(written);
+  }
+  if (ftruncate(fd, static_cast<off_t>(count)) != 0)
+    Note(&outcome.transfer, StatusFromErrno(errno));
+  if (fdatasync(fd) != 0) Note(&outcome.transfer, StatusFromErrno(errno));
+  posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
+  outcome.close = CloseFork(fd);
+  return outcome;
+}
+
+OSStatus CreateFile(const FSRef& parent, std::u16string_view name, FSRef* created) {
+  return CreateItem(parent, name, created, [](const char* path) {
+    const int fd = open(path, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666);
+    return fd >= 0 && close(fd) == 0;
+  });
+}
+
+OSStatus CreateFolder(const FSRef& parent, std::u16string_view name, FSRef* created) {
+  return CreateItem(parent, name, created, [](const char* path) { return mkdir(path, 0777) == 0; });
+}
+
+OSStatus FindChild(const FSRef& parent, std::u16string_view name, FSRef* child) {
+  const std::optional<std::string> leaf = ComponentOf(name);
+  return leaf ? MakeRef(ChildPath(parent.path, *leaf), child) : kErrBadName;
+}
+
+OSStatus GetParentAndName(const FSRef& item, FSRef* parent, std::u16string* name) {
+  if (item.path == "/") return kErrParam;
+  std::u16string units;
+  if (!DecodeUtf8(std::string_view(item.path).substr(item.path.rfind('/') + 1), &units)) {
+    return kErrBadName;
+  }
+  const OSStatus status = MakeRef(FolderOf(item.path), parent);
+  if (status == kNoErr) *name = std::move(units);
+  return status;
+}
+
+OSStatus UnlinkPath(const std::string& path) {
+  return unlink(path.c_str()) == 0 ? kNoErr : StatusFromErrno(errno);
+}
+
+OSStatus CreateFolderAtPath(const std::string& path, uint32_t mode) {
+  return mkdir(path.c_str(), static_cast<mode_t>(mode)) == 0 ? kNoErr
+                                                             : StatusFromNamingErrno(errno);
+}
+
+// A trailing "/" would make the system follow a symbolic link named last, so it is dropped.
+bool RemoveTree(const std::string& path) {
+  std::string item = path;
+  while (item.size() > 1 && item.back() == '/') item.pop_back();
+  struct stat st;
+  if (lstat(item.c_str(), &st) != 0) return false;
+  if (!S_ISDIR(st.st_mode)) return unlink(item.c_str()) == 0;
+  const int fd = open(item.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  const bool emptied = fd >= 0 && EmptyFolder(fd);
+  return rmdir(item.c_str()) == 0 && emptied;
+}
+
+bool ExistsFollowingLinks(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+
+OSStatus DeleteResourceFork(const FSRef&) { return kErrForkNotFound; }
+
+FSCatalogInfoBitmap ExchangedCatalogFields() {
+  return kFSCatInfoNodeFlags | kFSCatInfoCreateDate | kFSCatInfoAccessDate | kFSCatInfoFinderInfo |
+         kFSCatInfoFinderXInfo;
+}
+
+// The folder is checked through a descriptor opened without following a link, so that what is
+// checked is what was found; a refused folder is reported and nothing is made in it.
+OSStatus FindScratchFolder(bool create, std::string* path) {
+  const char* tmpdir = std::getenv("TMPDIR");
+  std::string folder = tmpdir != nullptr && tmpdir[0] == '/' ? tmpdir : "/tmp";
+  while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
+  const uid_t user = geteuid();
+  const std::string base = ChildPath(folder, "zuv-" + std::to_string(user));
+  if (create && mkdir(base.c_str(), 0700) != 0 && errno != EEXIST) return StatusFromErrno(errno);
+
+  const int fd = open(base.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (fd < 0) {
+    if (errno == ENOENT) return kErrFileNotFound;
+    return errno == ELOOP || errno == ENOTDIR ? kErrAccessDenied : StatusFromErrno(errno);
+  }
+  struct stat st;
+  const bool safe = fstat(fd, &st) == 0 && st.st_uid == user && (st.st_mode & 077) == 0;
+  close(fd);
+  if (!safe) return kErrAccessDenied;
+  *path = base;
+  return kNoErr;
+}
+
+// Relative entries are invalid by the XDG base directory rules and are skipped.
+bool FindApplicationSupportFolder(std::string* path) {
+  const char* dirs = std::getenv("XDG_DATA_DIRS");
+  const std::string list = dirs != nullptr && dirs[0] != '\0' ? dirs : "/usr/local/share";
+  for (size_t start = 0; start <= list.size();) {
+    const size_t end = std::min(list.find(':', start), list.size());
+    std::string entry = list.substr(start, end - start);
+    if (!entry.empty() && entry.front() == '/') {
+      while (entry.size() > 1 && entry.back() == '/') entry.pop_back();
+      *path = std::move(entry);
+      return true;
+    }
+    start = end + 1;
+  }
+  return false;
+}
+
+FileSystem& CurrentFileSystem() { return *g_currentFileSystem.load(std::memory_order_acquire); }
+
+FileSystem& RealFileSystem() { return g_realFileSystem; }
+
+FileSystem* InstallFileSystem(FileSystem* fileSystem) {
+  return g_currentFileSystem.exchange(fileSystem != nullptr ? fileSystem : &g_realFileSystem,
+                                      std::memory_order_acq_rel);
+}
+
+}  // namespace zuv::platform
