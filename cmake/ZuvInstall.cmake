@@ -27,6 +27,10 @@ set(ZUV_PC_CFLAGS "")
 if(NOT BUILD_SHARED_LIBS)
   set(ZUV_PC_CFLAGS "-DZUV_STATIC")
 endif()
+
+# The prefix is found from where the file lies, so the package works wherever it is installed
+# (cmake --install --prefix).
+file(RELATIVE_PATH ZUV_PC_PREFIX_FROM_PCDIR "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 configure_file(cmake/zuv.pc.in "${PROJECT_BINARY_DIR}/zuv.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/zuv.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
   COMPONENT Development)
