@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Configures build/fuzz with clang (libFuzzer, address and undefined-behaviour sanitizers), builds
 # every fuzz target (fuzz/*_fuzz.cpp) and runs each for the given number of seconds (default 20).
-# The corpus of each target is kept in build/fuzz/corpus/NAME between runs; a crash stops the
-# script and leaves the input that caused it in the current directory.
+# The corpus of each target is kept in build/fuzz/corpus/NAME between runs and its output in
+# build/fuzz/NAME.log; a crash stops the script, shows the end of that log and leaves the input
+# that caused it in the current directory.
 #
 # Usage: scripts/fuzz.sh [seconds]
 # ZUV_FUZZ_BUILD_DIR chooses another build directory; CMAKE_BUILD_PARALLEL_LEVEL limits the jobs.
@@ -25,6 +26,12 @@ cmake --build "$build_dir" -j "${CMAKE_BUILD_PARALLEL_LEVEL:-2}" --target "${tar
 for target in "${targets[@]}"; do
   corpus="$build_dir/corpus/$target"
   mkdir -p "$corpus"
-  echo "== $target for ${seconds}s"
-  "$build_dir/bin/$target" -max_total_time="$seconds" -print_final_stats=1 "$corpus"
+  log="$build_dir/$target.log"
+  echo "== $target for ${seconds}s (log: $log)"
+  if ! "$build_dir/bin/$target" -max_total_time="$seconds" -print_final_stats=1 "$corpus" \
+      >"$log" 2>&1; then
+    tail -n 60 "$log"
+    exit 1
+  fi
+  grep -E '^(Done|stat::number_of_executed_units|stat::peak_rss_mb)' "$log"
 done
