@@ -28,21 +28,18 @@ std::string TextOf(const CZuvFilePath& path) {
 TEST(FilePathTest, GetParentClimbsOneFolderAndReportsWhetherItExists) {
   ScratchFolder scratch;
   std::filesystem::create_directory(scratch / "sub");
-  struct Case {
+  const struct {
     std::string path;
     ZuvResult result;
     std::string parent;  // what *parent holds afterwards; "-" when untouched
-  };
-  const Case cases[] = {
-      {"", kZuvErrEmptyPath, "-"},
-      {"/", kZuvErrFileSystem, "-"},
-      {"name", kZuvErrFileSystem, "-"},
-      {"/a", kZuvSuccess, "/"},
-      {scratch / "sub/", kZuvSuccess, scratch.Path()},
-      {scratch / "sub/file", kZuvSuccess, scratch / "sub"},
-      {scratch / "missing/file", kZuvErrFileSystem, scratch / "missing"},
-  };
-  for (const Case& c : cases) {
+  } cases[] = {{"", kZuvErrEmptyPath, "-"},
+               {"/", kZuvErrFileSystem, "-"},
+               {"name", kZuvErrFileSystem, "-"},
+               {"/a", kZuvSuccess, "/"},
+               {scratch / "sub/", kZuvSuccess, scratch.Path()},
+               {scratch / "sub/file", kZuvSuccess, scratch / "sub"},
+               {scratch / "missing/file", kZuvErrFileSystem, scratch / "missing"}};
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.path);
     CZuvFilePath parent = PathOf("-");
     EXPECT_EQ(PathOf(c.path).GetParent(&parent), c.result);
@@ -51,74 +48,60 @@ TEST(FilePathTest, GetParentClimbsOneFolderAndReportsWhetherItExists) {
 }
 
 TEST(FilePathTest, IsEmptyAlsoForAPathThatNamesNothing) {
-  EXPECT_TRUE(CZuvFilePath().IsEmpty());
-  EXPECT_TRUE(PathOf("/no/such/item").IsEmpty());
-  EXPECT_FALSE(PathOf("/").IsEmpty());
-
-  const CZuvStringData missing{ZuvCharUtf8("/no/such/item")};
   CZuvFilePath path;
-  EXPECT_EQ(path.Initialize(&missing), kZuvErrFileSystem);
-  EXPECT_EQ(TextOf(path), "/no/such/item");  // kept for an item yet to be made
+  EXPECT_TRUE(path.IsEmpty());
+  const CZuvStringData missing{ZuvCharUtf8("/no/such/item")};
+  EXPECT_EQ(kZuvErrFileSystem, path.Initialize(&missing));
+  EXPECT_TRUE(path.IsEmpty());
+  EXPECT_EQ("/no/such/item", TextOf(path));  // kept for an item yet to be made
   FSRef ref;
-  EXPECT_EQ(path.GetFSRef(&ref), kZuvErrNotFound);
+  EXPECT_EQ(kZuvErrNotFound, path.GetFSRef(&ref));
+  EXPECT_FALSE(PathOf("/").IsEmpty());
 }
 
-class CountingPath : public CZuvFilePath {
- public:
-  using CZuvFilePath::operator=;
-  ZuvResult Initialize(const CZuvStringData* path) override {
-    ++initializeCalls;
-    return CZuvFilePath::Initialize(path);
-  }
-  int initializeCalls = 0;
-};
-
 TEST(FilePathTest, AssignmentGoesThroughTheVirtualInitialize) {
-  CountingPath path;
+  struct CountingPath : CZuvFilePath {
+    using CZuvFilePath::operator=;
+    ZuvResult Initialize(const CZuvStringData* text) override {
+      ++calls;
+      return CZuvFilePath::Initialize(text);
+    }
+    int calls = 0;
+  } path;
   path = PathOf("/tmp");
-  EXPECT_EQ(path.initializeCalls, 1);
-  EXPECT_EQ(TextOf(path), "/tmp");
-
+  EXPECT_EQ(1, path.calls);
+  EXPECT_EQ("/tmp", TextOf(path));
   CZuvFilePath& self = path;
-  path = self;
-  EXPECT_EQ(path.initializeCalls, 1);
-  EXPECT_EQ(TextOf(path), "/tmp");
+  path = self;  // does nothing
+  EXPECT_EQ(1, path.calls);
+  EXPECT_EQ("/tmp", TextOf(path));
 }
 
 // Folders nested until the full path takes `length` bytes, its terminator not counted.
 std::string MakePathOfLength(const ScratchFolder& scratch, size_t length) {
   std::string path = scratch.Path();
-  while (path.size() < length) {
-    const size_t room = length - path.size() - 1;
-    // Leave no remainder too short for another component.
-    const size_t component = room > 200 ? std::min<size_t>(room - 2, 150) : room;
-    path += "/" + std::string(component, 'd');
-  }
+  while (path.size() + 201 < length) path += "/" + std::string(150, 'd');
+  path += "/" + std::string(length - path.size() - 1, 'd');
   std::filesystem::create_directories(path);
   return path;
 }
 
 TEST(FilePathTest, ReferenceToPathFitsIn2048BytesWithTheTerminator) {
   for (const size_t length : {size_t{2047}, size_t{2048}}) {
+    SCOPED_TRACE(length);
     ScratchFolder scratch;
     const std::string deep = MakePathOfLength(scratch, length);
     ASSERT_EQ(deep.size(), length);
     FSRef ref;
     ASSERT_EQ(PathOf(deep).GetFSRef(&ref), kZuvSuccess);
 
+    const bool fits = length < 2048;
     CZuvStringData text{ZuvCharUtf8("untouched")};
+    EXPECT_EQ(fits ? kZuvSuccess : kZuvErrFileSystem, ZuvFSRefToFullPath(ref, &text));
+    EXPECT_EQ(fits ? deep : "untouched", text.GetPtrUtf8());
     CZuvFilePath path = PathOf("/tmp");
-    if (length == 2047) {
-      EXPECT_EQ(ZuvFSRefToFullPath(ref, &text), kZuvSuccess);
-      EXPECT_EQ(text.GetPtrUtf8(), deep);
-      EXPECT_EQ(path.Initialize(&ref), kZuvSuccess);
-      EXPECT_EQ(TextOf(path), deep);
-    } else {
-      EXPECT_EQ(ZuvFSRefToFullPath(ref, &text), kZuvErrFileSystem);
-      EXPECT_STREQ(text.GetPtrUtf8(), "untouched");
-      EXPECT_EQ(path.Initialize(&ref), kZuvErrFileSystem);
-      EXPECT_EQ(TextOf(path), "");
-    }
+    EXPECT_EQ(fits ? kZuvSuccess : kZuvErrFileSystem, path.Initialize(&ref));
+    EXPECT_EQ(fits ? deep : "", TextOf(path));
   }
 }
 

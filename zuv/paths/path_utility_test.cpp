@@ -1,12 +1,12 @@
 #include "zuv/paths/path_utility.h"
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include "zuv/platform/testing/scratch.h"
 
 namespace {
 
@@ -21,14 +21,6 @@ CZuvFilePath PathObject(const std::string& text) {
 }
 
 CZuvFileHandle Handle(const std::string& text) { return CZuvFileHandle(PathObject(text)); }
-
-std::vector<std::string> Split(const CZuvStringData& path) {
-  std::vector<CZuvStringData> parts = {Str("old")};
-  ZuvSplitFilePath(path, &parts);
-  std::vector<std::string> texts;
-  for (const CZuvStringData& part : parts) texts.push_back(Text(part));
-  return texts;
-}
 
 TEST(PathUtilityTest, AddAndRemoveOneTrailingSeparator) {
   const struct {
@@ -69,33 +61,28 @@ TEST(PathUtilityTest, ExtensionAndFileNameComeFromTheLastDotAndSlash) {
   }
 }
 
-// The folders come back without the leading "/" and without the last folder; the extension is
-// that of the whole path.
-TEST(PathUtilityTest, RenameFileNameKeepsItsFolderForm) {
+// RenameFileName gives the folders without the leading "/" and without the last folder, and the
+// extension of the whole path; RenameExtension works on the last component alone.
+TEST(PathUtilityTest, RenameTheNameOrTheExtension) {
   const struct {
     const char *path, *expected;
-  } kCases[] = {{"/a/b/c.jpg", "a/x.jpg"}, {"/r/a/b/c.tar.gz", "r/a/x.gz"}, {"/a/c.jpg", "x.jpg"},
+  } kNames[] = {{"/a/b/c.jpg", "a/x.jpg"}, {"/r/a/b/c.tar.gz", "r/a/x.gz"}, {"/a/c.jpg", "x.jpg"},
                 {"/c.jpg", "x.jpg"},       {"noslash.jpg", "x.jpg"},        {"/a.d/c", "x.d/c"}};
-  for (const auto& c : kCases) {
+  for (const auto& c : kNames) {
     EXPECT_EQ(c.expected, Text(ZuvPathRenameFileName(Str(c.path), Str("x")))) << c.path;
   }
-}
-
-TEST(PathUtilityTest, RenameExtensionReplacesTheLastComponentsExtension) {
   const struct {
     const char *path, *newExtension, *expected;
-  } kCases[] = {
-      {"/a/b/c.jpg", ".tif", "/a/b/c.tif"},
-      {"/a/b/c.jpg", "tif", "/a/b/c.tif"},
-      {"/a/b/c.jpg", "", "/a/b/c"},
-      {"/a/b/c.jpg", "..tif", "/a/b/c..tif"},
-      {"/a.d/b", "tif", "/a.d/b.tif"},
-      {"a//b.jpg/", "tif", "/a/b.tif"},
-      {"b.jpg", "tif", "b.tif"},
-  };
-  for (const auto& c : kCases) {
-    SCOPED_TRACE(std::string(c.path) + " " + c.newExtension);
-    EXPECT_EQ(c.expected, Text(ZuvPathRenameExtension(Str(c.path), Str(c.newExtension))));
+  } kExtensions[] = {{"/a/b/c.jpg", ".tif", "/a/b/c.tif"},
+                     {"/a/b/c.jpg", "tif", "/a/b/c.tif"},
+                     {"/a/b/c.jpg", "", "/a/b/c"},
+                     {"/a/b/c.jpg", "..tif", "/a/b/c..tif"},
+                     {"/a.d/b", "tif", "/a.d/b.tif"},
+                     {"a//b.jpg/", "tif", "/a/b.tif"},
+                     {"b.jpg", "tif", "b.tif"}};
+  for (const auto& c : kExtensions) {
+    EXPECT_EQ(c.expected, Text(ZuvPathRenameExtension(Str(c.path), Str(c.newExtension))))
+        << c.path << " " << c.newExtension;
   }
 }
 
@@ -107,12 +94,17 @@ TEST(PathUtilityTest, PathObjectsWorkOnTheirFullPath) {
   EXPECT_EQ("photo", Text(ZuvPathFindFileName(path, true)));
   EXPECT_EQ("x/new.b/photo", Text(ZuvPathRenameFileName(path, Str("new"))));
   EXPECT_EQ("/x/a.b/photo.tif", Text(ZuvPathRenameExtension(path, Str("tif"))));
-  std::vector<CZuvStringData> parts;
-  ZuvSplitFilePath(path, &parts);
-  ASSERT_EQ(3u, parts.size());
-  EXPECT_EQ("photo", Text(parts[2]));
-  EXPECT_EQ((std::vector<std::string>{"a", "b"}), Split(Str("/a//b/")));
-  EXPECT_EQ(std::vector<std::string>{}, Split(Str("abc")));
+  // The non-empty components replace what the output held.
+  const auto split = [](const auto& from) {
+    std::vector<CZuvStringData> parts = {Str("old")};
+    ZuvSplitFilePath(from, &parts);
+    std::string joined;
+    for (const CZuvStringData& part : parts) joined += Text(part) + "|";
+    return joined;
+  };
+  EXPECT_EQ("x|a.b|photo|", split(path));
+  EXPECT_EQ("a|b|", split(Str("/a//b/")));
+  EXPECT_EQ("", split(Str("abc")));
 }
 
 TEST(PathUtilityTest, EqualOrRootIgnoresCase) {
@@ -135,6 +127,7 @@ TEST(PathUtilityTest, EqualOrRootIgnoresCase) {
   EXPECT_TRUE(ZuvPathIsEqualActually(Handle("/a/b"), Handle("/A/B/")));
   EXPECT_TRUE(ZuvPathIsEqualVirtually(Handle("/a/b"), Handle("/A/B/")));
   EXPECT_FALSE(ZuvPathIsEqualActually(Handle("/a/b"), Handle("/a/bc")));
+  EXPECT_FALSE(ZuvPathIsEqualVirtually(Handle("/a/b"), Handle("/a/bc")));
 }
 
 TEST(PathUtilityTest, DisplayNameShowsColonsAsSlashes) {
@@ -147,18 +140,17 @@ TEST(PathUtilityTest, DisplayNameShowsColonsAsSlashes) {
     CZuvStringData name = Str("old");
     EXPECT_EQ(kZuvSuccess, ZuvGetDisplaFileyNameFromPath(PathObject(c.path), &name));
     EXPECT_EQ(c.expected, Text(name)) << c.path;
-    EXPECT_EQ(kZuvSuccess, ZuvGetDisplaFileyNameFromPath(PathObject(c.path), nullptr));
   }
+  EXPECT_EQ(kZuvSuccess, ZuvGetDisplaFileyNameFromPath(PathObject("/a:b/c"), nullptr));
 }
 
 TEST(PathUtilityTest, RenamedExtensionIsFoundInUpperThenLowerCase) {
-  std::string pattern = (std::filesystem::temp_directory_path() / "zuv-paths-XXXXXX").string();
-  ASSERT_NE(nullptr, mkdtemp(pattern.data()));
-  const std::filesystem::path dir = std::filesystem::canonical(pattern);
+  zuv::platform::testing::ScratchFolder scratch;
+  const std::filesystem::path dir = std::filesystem::canonical(scratch.Path());
   for (const char* folder : {"f.d", "sub"}) std::filesystem::create_directory(dir / folder);
   for (const char* file :
        {"p.JPG", "p.jpg", "lower.tif", "mixed.Tif", "f.d/x.jpg", ".hidden.txt", "e.jpg"}) {
-    std::ofstream(dir / file) << file;
+    zuv::platform::testing::WriteFile(dir / file);
   }
   const struct {
     const char *path, *extension, *expected;  // in the folder; "" for none
@@ -175,14 +167,11 @@ TEST(PathUtilityTest, RenamedExtensionIsFoundInUpperThenLowerCase) {
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(std::string(c.path) + " " + c.extension);
-    const CZuvFilePath found =
-        ZuvMacGetPathWithRenameExtension(Str(dir / c.path), Str(c.extension));
     CZuvStringData full;
-    found.GetFullPath(&full);
+    ZuvMacGetPathWithRenameExtension(Str(dir / c.path), Str(c.extension)).GetFullPath(&full);
     EXPECT_EQ(*c.expected != '\0' ? (dir / c.expected).string() : "", Text(full));
   }
   EXPECT_TRUE(ZuvMacGetPathWithRenameExtension(Str(""), Str("jpg")).IsEmpty());
-  std::filesystem::remove_all(dir);
 }
 
 }  // namespace

@@ -12,35 +12,25 @@
 namespace zuv::platform {
 namespace {
 
+// Runs only where the system encoding is `kEncoding`.
+template <const char* kEncoding>
 class SystemEncodingTest : public testing::Test {
  protected:
-  explicit SystemEncodingTest(std::string_view encoding) : m_encoding(encoding) {}
   void SetUp() override {
-    if (SystemEncodingName() != m_encoding) {
-      GTEST_SKIP() << "needs the system encoding " << m_encoding << " (LC_ALL of a locale that has "
+    if (std::string_view(SystemEncodingName()) != kEncoding) {
+      GTEST_SKIP() << "needs the system encoding " << kEncoding << " (LC_ALL of a locale that has "
                    << "it, installed with localedef); this process runs under "
                    << SystemEncodingName();
     }
   }
-
- private:
-  std::string_view m_encoding;
 };
 
-class Latin1Encoding : public SystemEncodingTest {
- protected:
-  Latin1Encoding() : SystemEncodingTest("ISO-8859-1") {}
-};
-
-class EucJpEncoding : public SystemEncodingTest {
- protected:
-  EucJpEncoding() : SystemEncodingTest("EUC-JP") {}
-};
-
-class Utf8Encoding : public SystemEncodingTest {
- protected:
-  Utf8Encoding() : SystemEncodingTest("UTF-8") {}
-};
+constexpr char kLatin1[] = "ISO-8859-1";
+constexpr char kEucJp[] = "EUC-JP";
+constexpr char kUtf8[] = "UTF-8";
+using Latin1Encoding = SystemEncodingTest<kLatin1>;
+using EucJpEncoding = SystemEncodingTest<kEucJp>;
+using Utf8Encoding = SystemEncodingTest<kUtf8>;
 
 struct LossCase {
   std::u16string_view units;
@@ -54,7 +44,7 @@ void ExpectLossConversions(std::initializer_list<LossCase> cases) {
     char dest[16] = {};
     const int32_t written = EncodeSystemWithLossByte(c.units, dest, c.capacity, c.lossByte);
     EXPECT_EQ(std::string_view(dest, static_cast<size_t>(written)), c.expected)
-        << testing::PrintToString(std::string(c.expected));
+        << testing::PrintToString(std::string(c.expected)) << " in " << c.capacity;
   }
 }
 
@@ -65,8 +55,10 @@ TEST(AnyEncoding, DetectionLeavesTheProcessLocaleAlone) {
   EXPECT_STREQ(setlocale(LC_ALL, nullptr), "C");
 }
 
-TEST_F(Latin1Encoding, ConvertsOneBytePerCharacter) {
-  std::string bytes;
+TEST_F(Latin1Encoding, ConvertsOneBytePerCharacterAndReplacesTheRest) {
+  std::string bytes = "kept";
+  EXPECT_FALSE(EncodeSystem(u"\u20AC", &bytes));
+  EXPECT_EQ(bytes, "kept");
   ASSERT_TRUE(EncodeSystem(u"caf\u00E9", &bytes));
   EXPECT_EQ(bytes, "caf\xE9");
   std::u16string units;
@@ -74,12 +66,6 @@ TEST_F(Latin1Encoding, ConvertsOneBytePerCharacter) {
   EXPECT_EQ(units, u"\u00E9\u00FF\u0080");
   EXPECT_EQ(CZuvPlatformString::CreateWithSystemEncoding("caf\xE9")->Units(), u"caf\u00E9");
   EXPECT_EQ(MaxSystemBytes(4), 4);
-}
-
-TEST_F(Latin1Encoding, RefusesOrReplacesWhatItCannotHold) {
-  std::string bytes = "kept";
-  EXPECT_FALSE(EncodeSystem(u"\u20AC", &bytes));
-  EXPECT_EQ(bytes, "kept");
   ExpectLossConversions({
       {u"a\u20AC\u00E9", 10, '?', "a?\xE9"},
       {u"a\u20AC\u00E9", 10, '\0', "a"},
@@ -88,7 +74,7 @@ TEST_F(Latin1Encoding, RefusesOrReplacesWhatItCannotHold) {
   });
 }
 
-TEST_F(EucJpEncoding, ConvertsMultiByteCharacters) {
+TEST_F(EucJpEncoding, ConvertsMultiByteCharactersAndRefusesInvalidBytes) {
   std::string bytes;
   ASSERT_TRUE(EncodeSystem(u"a\u65E5\u00E9", &bytes));
   EXPECT_EQ(bytes, "a\xC6\xFC\x8F\xAB\xB1");  // 1, 2 and 3 bytes
@@ -96,21 +82,13 @@ TEST_F(EucJpEncoding, ConvertsMultiByteCharacters) {
   ASSERT_TRUE(DecodeSystem(bytes, &units));
   EXPECT_EQ(units, u"a\u65E5\u00E9");
   EXPECT_EQ(MaxSystemBytes(2), 6);
-}
 
-TEST_F(EucJpEncoding, RefusesInvalidBytes) {
-  const char* const kInvalid[] = {
-      "\xC6",       // lead byte at the end
-      "a\xC6\x41",  // lead byte without a trail byte
-      "\x8E",       // single shift at the end
-      "\xA9\xA1",   // unassigned row
-      "\xFF\xFF",
-  };
-  for (const char* bytes : kInvalid) {
-    std::u16string units = u"kept";
-    EXPECT_FALSE(DecodeSystem(bytes, &units)) << testing::PrintToString(bytes);
-    EXPECT_EQ(units, u"kept");
-    EXPECT_EQ(CZuvPlatformString::CreateWithSystemEncoding(bytes), nullptr);
+  // A lead byte at the end or without a trail byte, a single shift at the end, an unassigned row.
+  for (const char* invalid : {"\xC6", "a\xC6\x41", "\x8E", "\xA9\xA1", "\xFF\xFF"}) {
+    std::u16string kept = u"kept";
+    EXPECT_FALSE(DecodeSystem(invalid, &kept)) << testing::PrintToString(invalid);
+    EXPECT_EQ(kept, u"kept");
+    EXPECT_EQ(CZuvPlatformString::CreateWithSystemEncoding(invalid), nullptr);
   }
 }
 
@@ -133,10 +111,8 @@ TEST_F(EucJpEncoding, ConvertsOnSeveralThreadsAtOnce) {
       for (int i = 0; i < 2000; ++i) {
         std::u16string units;
         std::string bytes;
-        if (!DecodeSystem("\xC6\xFC\xCB\xDC", &units) || units != u"\u65E5\u672C" ||
-            !EncodeSystem(units, &bytes) || bytes != "\xC6\xFC\xCB\xDC") {
-          ++failed;
-        }
+        failed += !DecodeSystem("\xC6\xFC\xCB\xDC", &units) || units != u"\u65E5\u672C" ||
+                  !EncodeSystem(units, &bytes) || bytes != "\xC6\xFC\xCB\xDC";
       }
     });
   }
@@ -144,15 +120,27 @@ TEST_F(EucJpEncoding, ConvertsOnSeveralThreadsAtOnce) {
   EXPECT_EQ(failures, std::vector<int>(4, 0));
 }
 
-TEST_F(Utf8Encoding, ConvertsWithoutLossOrMalformedBytes) {
+TEST_F(Utf8Encoding, ConvertsWithoutLossAndRefusesWhatUtf8CannotHold) {
   EXPECT_TRUE(SystemEncodingIsUtf8());
-  std::u16string units;
+  std::u16string units = u"kept";
+  EXPECT_FALSE(DecodeSystem("\xED\xA0\x80", &units));
+  EXPECT_EQ(units, u"kept");
   ASSERT_TRUE(DecodeSystem("\xE6\x97\xA5\xC3\xA9", &units));
   EXPECT_EQ(units, u"\u65E5\u00E9");
-  EXPECT_FALSE(DecodeSystem("\xC3", &units));
-  std::string bytes;
-  EXPECT_FALSE(EncodeSystem(u"\xDC00", &bytes));
-  ExpectLossConversions({{u"\u65E5\u20AC", 5, '?', "\xE6\x97\xA5"}});
+  std::string bytes = "kept";
+  EXPECT_FALSE(EncodeSystem(u"a\xD800", &bytes));
+  EXPECT_EQ(bytes, "kept");
+  EXPECT_EQ(MaxSystemBytes(4), 12);
+  ExpectLossConversions({
+      {u"a\u20ACz", 10, '?', "a\xE2\x82\xACz"},
+      {u"a\u20ACz", 3, '?', "a"},  // the euro sign does not fit whole
+      {u"a\xDC00\xD800z", 10, '?', "a??z"},
+      {u"a\xD800z", 10, '\0', "a"},
+      {u"\U0001F600!", 4, '?', "\xF0\x9F\x98\x80"},
+      {u"\U0001F600", 3, '?', ""},
+      {u"abc", 0, '?', ""},
+      {u"abc", -1, '?', ""},
+  });
 }
 
 }  // namespace

@@ -42,29 +42,17 @@ TEST(LossyCopyTest, Latin1) {
   ExpectCopies("ISO-8859-1", {
                                  {"é", 2, '?', "\xE9"},
                                  {"é", 1, '?', ""},  // written, then overwritten by the 0
-                                 {"aéb", 3, '?', "a\xE9"},
                                  {"a€b", 8, '?', "a?b"},
                                  {"a€b", 8, '\0', "a"},
-                                 {"😀", 8, '#', "#"},     // one character, one loss byte
                                  {"a\xFF", 8, '?', ""},  // not UTF-8: empty
                              });
 }
 
 TEST(LossyCopyTest, EucJp) {
   ExpectCopies("EUC-JP", {
-                             {"a日", 2, '?', "a"},  // the two-byte character does not fit whole
-                             {"a日", 4, '?', "a\xC6\xFC"},
+                             {"a日", 2, '?', "a"},      // the two-byte character does not fit whole
                              {"a日", 3, '?', "a\xC6"},  // it fits, and the 0 then cuts it
-                             {"日😀本", 8, '?', "\xC6\xFC?\xCB\xDC"},
                          });
-}
-
-TEST(LossyCopyTest, Utf8) {
-  ExpectCopies("UTF-8", {
-                            {"é", 3, '?', "é"},
-                            {"é€", 4, '?', "é"},
-                            {"😀", 8, '?', "😀"},
-                        });
 }
 
 TEST(LossyCopyTest, AnyEncodingLeavesAnEmptyBufferAlone) {

@@ -19,11 +19,7 @@ class ScopedTimeZone {
     setenv("TZ", zone, 1);
   }
   ~ScopedTimeZone() {
-    if (m_previous) {
-      setenv("TZ", m_previous->c_str(), 1);
-    } else {
-      unsetenv("TZ");
-    }
+    m_previous ? setenv("TZ", m_previous->c_str(), 1) : unsetenv("TZ");
     tzset();  // leaves the C library's own state as it was found
   }
   ScopedTimeZone(const ScopedTimeZone&) = delete;
@@ -33,8 +29,8 @@ class ScopedTimeZone {
   /// so a test of a zone's rules checks this first.
   static bool IsInstalled(const char* zone) {
     const char* folder = getenv("TZDIR");
-    return std::filesystem::exists(
-        std::filesystem::path(folder != nullptr ? folder : "/usr/share/zoneinfo") / zone);
+    return std::filesystem::exists(std::filesystem::path(folder ? folder : "/usr/share/zoneinfo") /
+                                   zone);
   }
 
  private:
