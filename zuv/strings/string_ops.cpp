@@ -216,10 +216,12 @@ CZuvStringData ZuvStringDataReplace(const CZuvStringData& s, const CZuvStringDat
                                     const CZuvStringData& with) {
   const CZuvStringData rest(s);
   FieldWalk walk(rest, find);
+  const std::string_view replacement = Utf8(with);
   std::string replaced;
+  replaced.reserve(walk.Rest().size());
   while (walk.Next()) {
     replaced += walk.Field();
-    replaced += Utf8(with);
+    replaced += replacement;
   }
   replaced += walk.Rest();
   CZuvStringData result;
