@@ -1,10 +1,11 @@
 #include <filesystem>
 #include <map>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
-#include "zuv/files/file_handle.h"
 #include "zuv/files/file_ops.h"
 #include "zuv/platform/file_system.h"
 #include "zuv/platform/testing/file_system.h"
@@ -18,16 +19,18 @@ using zuv::platform::testing::FaultyFileSystem;
 using zuv::platform::testing::IsRoot;
 using zuv::platform::testing::ScopedFileSystem;
 using zuv::platform::testing::ScratchFolder;
-using zuv::testing::Contents;
-using zuv::testing::Names;
+using zuv::platform::testing::WriteFile;
+using zuv::testing::IsLocked;
 using zuv::testing::PathOf;
-using zuv::testing::Put;
+using zuv::testing::RefOf;
 using zuv::testing::Tree;
 namespace fs = std::filesystem;
 
 using Disk = std::map<std::string, std::string>;
+using Dates = std::pair<uint32_t, uint32_t>;
+const Dates kMarked = {3'100'000'000, 3'200'000'000};
 
-// Two files to swap, "alpha" and "beta", in one folder or in two.
+// Two files to swap, "alpha" and "beta", beside a bystander, in one folder or in two.
 struct Pair {
   std::string a;
   std::string b;
@@ -37,87 +40,89 @@ struct Pair {
 Pair MakePair(const std::string& root, bool twoFolders) {
   fs::create_directories(root + "/one");
   fs::create_directories(root + "/two");
-  Pair pair{root + "/one/a.jpg", root + (twoFolders ? "/two" : "/one") + "/b.jpg", root};
-  Put(pair.a, "alpha");
-  Put(pair.b, "beta");
-  Put(root + "/one/bystander", "kept");
+  const Pair pair{root + "/one/a.jpg", root + (twoFolders ? "/two" : "/one") + "/b.jpg", root};
+  WriteFile(pair.a, "alpha");
+  WriteFile(pair.b, "beta");
+  WriteFile(root + "/one/bystander", "kept");
   return pair;
 }
 
 Disk Swapped(Disk disk, const Pair& pair) {
-  const std::string a = fs::path(pair.a).lexically_relative(pair.root);
-  const std::string b = fs::path(pair.b).lexically_relative(pair.root);
-  std::swap(disk.at(a), disk.at(b));
+  std::swap(disk.at(fs::path(pair.a).lexically_relative(pair.root)),
+            disk.at(fs::path(pair.b).lexically_relative(pair.root)));
   return disk;
 }
 
-FSRef RefOf(const std::string& path) {
-  FSRef ref;
-  EXPECT_EQ(zuv::platform::MakeRef(path, &ref), zuv::platform::kNoErr) << path;
-  return ref;
+// The low 32 bits of the access dates' seconds of both files. An exchange by renames keeps the
+// catalog dates with the names.
+Dates AccessDates(const Pair& pair) {
+  FSCatalogInfo a = {};
+  FSCatalogInfo b = {};
+  zuv::platform::GetCatalogInfo(RefOf(pair.a), kFSCatInfoAccessDate, &a, nullptr);
+  zuv::platform::GetCatalogInfo(RefOf(pair.b), kFSCatInfoAccessDate, &b, nullptr);
+  return {a.accessDate.lowSeconds, b.accessDate.lowSeconds};
 }
 
-// The low 32 bits of the access date's seconds.
-uint32_t AccessSeconds(const std::string& path) {
-  FSCatalogInfo info = {};
-  zuv::platform::GetCatalogInfo(RefOf(path), kFSCatInfoAccessDate, &info, nullptr);
-  return info.accessDate.lowSeconds;
-}
-
-void SetAccessDate(const std::string& path, uint32_t seconds) {
-  FSCatalogInfo info = {};
-  info.accessDate = UTCDateTime{0, seconds, 0};
-  ASSERT_EQ(zuv::platform::SetCatalogInfo(RefOf(path), kFSCatInfoAccessDate, info),
-            zuv::platform::kNoErr);
-}
-
-// Marks both files by their access dates, which an exchange by renames keeps with the names.
 void MarkAccessDates(const Pair& pair) {
-  SetAccessDate(pair.a, 3'100'000'000);
-  SetAccessDate(pair.b, 3'200'000'000);
-}
-
-void ExpectAccessDatesMarked(const Pair& pair) {
-  EXPECT_EQ(AccessSeconds(pair.a), 3'100'000'000u);
-  EXPECT_EQ(AccessSeconds(pair.b), 3'200'000'000u);
-}
-
-bool IsLocked(const std::string& path) {
-  return (CZuvFileHandle(PathOf(path)).GetAttribute() & kZuvAttributeLocked) != 0;
-}
-
-TEST(SwapTest, ExchangesInPlaceWhereTheVolumeCan) {
-  ScratchFolder scratch;
-  const std::string root = IsRoot() ? scratch.MountTmpfs("volume") : scratch / "volume";
-  ASSERT_FALSE(root.empty());
-  const Pair pair = MakePair(root, true);
-  if (!zuv::platform::RealFileSystem().CanExchange(RefOf(pair.a))) {
-    GTEST_SKIP() << "this file system cannot exchange two files in place";
+  for (const auto& [path, seconds] : {std::pair{pair.a, kMarked.first}, {pair.b, kMarked.second}}) {
+    FSCatalogInfo info = {};
+    info.accessDate = UTCDateTime{0, seconds, 0};
+    ASSERT_EQ(zuv::platform::SetCatalogInfo(RefOf(path), kFSCatInfoAccessDate, info),
+              zuv::platform::kNoErr);
   }
-  const Disk before = Tree(root);
-  FaultyFileSystem fileSystem;
-  ScopedFileSystem use(&fileSystem);
-  EXPECT_EQ(ZuvSwapFile(PathOf(pair.a), PathOf(pair.b)), kZuvSuccess);
-  EXPECT_EQ(Tree(root), Swapped(before, pair));
-  EXPECT_EQ(fileSystem.Calls(FaultyFileSystem::kExchange), 1);
-  EXPECT_EQ(fileSystem.Calls(FaultyFileSystem::kRename), 0);
 }
 
-TEST(SwapTest, ExchangesByRenamesWhereTheVolumeCannot) {
-  for (const bool twoFolders : {false, true}) {
-    SCOPED_TRACE(twoFolders ? "two folders" : "one folder");
+OSStatus Exchange(const std::string& a, const std::string& b) {
+  const FSRef refA = RefOf(a);
+  const FSRef refB = RefOf(b);
+  FSRef newA;
+  FSRef newB;
+  return FSExchangeObjectsCompat(&refA, &refB, &newA, &newB);
+}
+
+// In place on a tmpfs where this may mount one (else in the scratch folder), or by renames.
+TEST(SwapTest, ExchangesContentsInPlaceOrByRenames) {
+  struct Case {
+    const char* what;
+    bool native;
+    bool twoFolders;
+    bool locked;
+  };
+  const Case cases[] = {
+      {"by renames in one folder", false, false, false},
+      {"by renames in two folders", false, true, false},
+      {"in place", true, true, false},
+      {"by renames, locked", false, false, true},
+      {"in place, locked", true, false, true},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    if (c.locked && !IsRoot()) GTEST_SKIP() << "locking needs root";
     ScratchFolder scratch;
-    const Pair pair = MakePair(scratch.Path(), twoFolders);
-    const Disk before = Tree(pair.root);
-    MarkAccessDates(pair);
+    const std::string root = IsRoot() ? scratch.MountTmpfs("volume") : scratch / "volume";
+    ASSERT_FALSE(root.empty());
+    const Pair pair = MakePair(root, c.twoFolders);
+    if (c.native && !zuv::platform::RealFileSystem().CanExchange(RefOf(pair.a))) {
+      GTEST_SKIP() << "this file system cannot exchange two files in place";
+    }
+    const Disk before = Tree(root);
+    MarkAccessDates(pair);  // after reading the files, which may set the access dates
+    if (c.locked && !(scratch.Lock(pair.a) && scratch.Lock(pair.b))) {
+      GTEST_SKIP() << "chattr +i is not available here";
+    }
     FaultyFileSystem fileSystem;
-    fileSystem.AnswerCanExchange(false);
+    if (!c.native) fileSystem.AnswerCanExchange(false);
     ScopedFileSystem use(&fileSystem);
     EXPECT_EQ(ZuvSwapFile(PathOf(pair.a), PathOf(pair.b)), kZuvSuccess);
-    ExpectAccessDatesMarked(pair);
-    EXPECT_EQ(Tree(pair.root), Swapped(before, pair));
-    EXPECT_EQ(fileSystem.Calls(FaultyFileSystem::kExchange), 0);
-    EXPECT_EQ(fileSystem.Calls(FaultyFileSystem::kMove), twoFolders ? 2 : 0);
+    if (!c.native) {
+      EXPECT_EQ(AccessDates(pair), kMarked);
+    }
+    EXPECT_EQ(Tree(root), Swapped(before, pair));
+    EXPECT_EQ(fileSystem.Calls(FaultyFileSystem::kExchange), c.native ? 1 : 0);
+    EXPECT_EQ(fileSystem.Calls(FaultyFileSystem::kRename), c.native ? 0 : 4);
+    EXPECT_EQ(fileSystem.Calls(FaultyFileSystem::kMove), !c.native && c.twoFolders ? 2 : 0);
+    EXPECT_EQ(IsLocked(pair.a), c.locked);
+    EXPECT_EQ(IsLocked(pair.b), c.locked);
   }
 }
 
@@ -142,7 +147,6 @@ TEST(SwapTest, EveryFailedStepOfTheExchangeByRenamesIsUndone) {
       {"second final name", FaultyFileSystem::kRename, 4, 1, false},
       {"second final name, and back", FaultyFileSystem::kRename, 4, 2, false},
   };
-  const OSStatus kInjected = zuv::platform::kErrIO;
   for (const bool twoFolders : {false, true}) {
     for (const Step& step : steps) {
       if (step.twoFoldersOnly && !twoFolders) continue;
@@ -153,14 +157,10 @@ TEST(SwapTest, EveryFailedStepOfTheExchangeByRenamesIsUndone) {
       MarkAccessDates(pair);
       FaultyFileSystem fileSystem;
       fileSystem.AnswerCanExchange(false);
-      fileSystem.Fail(step.kind, step.call, kInjected, step.count);
+      fileSystem.Fail(step.kind, step.call, zuv::platform::kErrIO, step.count);
       ScopedFileSystem use(&fileSystem);
-      const FSRef a = RefOf(pair.a);
-      const FSRef b = RefOf(pair.b);
-      FSRef newA;
-      FSRef newB;
-      EXPECT_EQ(FSExchangeObjectsCompat(&a, &b, &newA, &newB), kInjected);
-      ExpectAccessDatesMarked(pair);
+      EXPECT_EQ(Exchange(pair.a, pair.b), zuv::platform::kErrIO);
+      EXPECT_EQ(AccessDates(pair), kMarked);
       EXPECT_EQ(Tree(pair.root), before);
     }
   }
@@ -183,8 +183,8 @@ TEST(SwapTest, TemporaryNamesAreFreeInBothFolders) {
   }
 
   // The same names, now each taken in one of the folders, must not be used again.
-  Put(scratch / ("one/" + source), "blocker");
-  Put(scratch / ("two/" + dest), "blocker");
+  WriteFile(scratch / ("one/" + source), "blocker");
+  WriteFile(scratch / ("two/" + dest), "blocker");
   const Disk blocked = Tree(scratch.Path());
   ASSERT_EQ(ZuvSwapFile(PathOf(pair.a), PathOf(pair.b)), kZuvSuccess);
   EXPECT_EQ(Tree(scratch.Path()), Swapped(blocked, pair));
@@ -196,26 +196,7 @@ TEST(SwapTest, TemporaryNamesAreFreeInBothFolders) {
   }
 }
 
-TEST(SwapTest, LockedFilesAreSwappedAndStayLocked) {
-  if (!IsRoot()) GTEST_SKIP() << "locking needs root";
-  for (const bool native : {true, false}) {
-    SCOPED_TRACE(native ? "in place" : "by renames");
-    ScratchFolder scratch;
-    const std::string root = scratch.MountTmpfs("volume");
-    ASSERT_FALSE(root.empty());
-    const Pair pair = MakePair(root, false);
-    const Disk before = Tree(root);
-    if (!scratch.Lock(pair.a) || !scratch.Lock(pair.b)) GTEST_SKIP() << "chattr +i is missing";
-    FaultyFileSystem fileSystem;
-    if (!native) fileSystem.AnswerCanExchange(false);
-    ScopedFileSystem use(&fileSystem);
-    EXPECT_EQ(ZuvSwapFile(PathOf(pair.a), PathOf(pair.b)), kZuvSuccess);
-    EXPECT_EQ(Tree(root), Swapped(before, pair));
-    EXPECT_TRUE(IsLocked(pair.a));
-    EXPECT_TRUE(IsLocked(pair.b));
-  }
-}
-
+// Files on two volumes are refused too, where this may mount a second one.
 TEST(SwapTest, RefusedSwapsChangeNothing) {
   struct Case {
     const char* what;
@@ -226,14 +207,17 @@ TEST(SwapTest, RefusedSwapsChangeNothing) {
   for (const bool native : {true, false}) {
     ScratchFolder scratch;
     const Pair pair = MakePair(scratch.Path(), false);
-    const std::string folder = scratch / "two";
-    const Case cases[] = {
+    std::vector<Case> cases = {
         {"no first path", "", pair.b, kZuvErrFileSystem},
         {"no second path", pair.a, "", kZuvErrAccessDenied},
-        {"no second file", pair.a, scratch / "missing", kZuvErrAccessDenied},
-        {"a folder", folder, pair.b, kZuvErrFailed},
-        {"the other way", pair.a, folder, kZuvErrFailed},
+        {"a folder", scratch / "two", pair.b, kZuvErrFailed},
+        {"the other way", pair.a, scratch / "two", kZuvErrFailed},
     };
+    const std::string other = IsRoot() ? scratch.MountTmpfs("other") : "";
+    if (!other.empty()) {
+      WriteFile(other + "/c.jpg", "gamma");
+      cases.push_back({"two volumes", pair.a, other + "/c.jpg", kZuvErrFailed});
+    }
     const Disk before = Tree(scratch.Path());
     FaultyFileSystem fileSystem;
     if (!native) fileSystem.AnswerCanExchange(false);
@@ -243,32 +227,10 @@ TEST(SwapTest, RefusedSwapsChangeNothing) {
       EXPECT_EQ(ZuvSwapFile(PathOf(c.a), PathOf(c.b)), c.result);
       EXPECT_EQ(Tree(scratch.Path()), before);
     }
-  }
-}
-
-TEST(SwapTest, FilesOnTwoVolumesAreNotSwapped) {
-  if (!IsRoot()) GTEST_SKIP() << "mounting volumes needs root";
-  for (const bool native : {true, false}) {
-    SCOPED_TRACE(native ? "in place" : "by renames");
-    ScratchFolder scratch;
-    const std::string first = scratch.MountTmpfs("first");
-    const std::string second = scratch.MountTmpfs("second");
-    ASSERT_FALSE(first.empty() || second.empty());
-    Put(first + "/a", "alpha");
-    Put(second + "/b", "beta");
-    FaultyFileSystem fileSystem;
-    if (!native) fileSystem.AnswerCanExchange(false);
-    ScopedFileSystem use(&fileSystem);
-    const FSRef a = RefOf(first + "/a");
-    const FSRef b = RefOf(second + "/b");
-    FSRef newA;
-    FSRef newB;
-    EXPECT_EQ(FSExchangeObjectsCompat(&a, &b, &newA, &newB), zuv::platform::kErrDifferentVolume);
-    EXPECT_EQ(ZuvSwapFile(PathOf(first + "/a"), PathOf(second + "/b")), kZuvErrFailed);
-    EXPECT_EQ(Names(first), std::vector<std::string>{"a"});
-    EXPECT_EQ(Names(second), std::vector<std::string>{"b"});
-    EXPECT_EQ(Contents(first + "/a"), "alpha");
-    EXPECT_EQ(Contents(second + "/b"), "beta");
+    if (!other.empty()) {
+      EXPECT_EQ(Exchange(pair.a, other + "/c.jpg"), zuv::platform::kErrDifferentVolume);
+      EXPECT_EQ(Tree(scratch.Path()), before);
+    }
   }
 }
 

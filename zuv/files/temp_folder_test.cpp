@@ -18,35 +18,25 @@ namespace {
 using zuv::files_internal::TempFileCounter;
 using zuv::platform::testing::IsRoot;
 using zuv::platform::testing::ScratchFolder;
+using zuv::platform::testing::WriteFile;
 using zuv::testing::Names;
 using zuv::testing::PathOf;
 using zuv::testing::PathText;
-using zuv::testing::Put;
+using zuv::testing::Text;
 using zuv::testing::Tree;
+using Strings = std::vector<std::string>;
 namespace fs = std::filesystem;
 
-CZuvStringData Text(const std::string& text) { return CZuvStringData(ZuvCharUtf8(text.c_str())); }
-
 // An environment variable set (or, for null, unset) for the length of a scope.
-class ScopedEnvironment {
- public:
+struct ScopedEnvironment {
   ScopedEnvironment(const char* name, const char* value) : m_name(name) {
-    if (const char* previous = getenv(name)) m_previous = previous;
-    Set(value);
+    if (const char* old = getenv(name)) m_previous = old;
+    Set(name, value);
   }
-  ~ScopedEnvironment() { Set(m_previous ? m_previous->c_str() : nullptr); }
-  ScopedEnvironment(const ScopedEnvironment&) = delete;
-  ScopedEnvironment& operator=(const ScopedEnvironment&) = delete;
-
- private:
-  void Set(const char* value) {
-    if (value != nullptr) {
-      setenv(m_name.c_str(), value, 1);
-    } else {
-      unsetenv(m_name.c_str());
-    }
+  ~ScopedEnvironment() { Set(m_name.c_str(), m_previous ? m_previous->c_str() : nullptr); }
+  static void Set(const char* name, const char* value) {
+    value != nullptr ? setenv(name, value, 1) : unsetenv(name);
   }
-
   std::string m_name;
   std::optional<std::string> m_previous;
 };
@@ -65,83 +55,78 @@ class TempFolderTest : public ::testing::Test {
   ScopedEnvironment m_tmpdir{"TMPDIR", m_tmp.c_str()};
 };
 
-TEST_F(TempFolderTest, ProjectFolderIsOneLevelInsideTheScratchFolder) {
-  struct Case {
-    std::string project;
-    std::string folder;  // in the scratch folder
-  };
-  const Case cases[] = {
+TEST_F(TempFolderTest, ProjectFolderIsOneLevelInsideTheScratchFolderAndCleared) {
+  ZuvClearProjectTempFolder();
+  EXPECT_TRUE(Names(m_tmp).empty()) << "clearing makes nothing";
+  const std::pair<std::string, std::string> cases[] = {
+      // project, folder under the base
       {"", "Merid/RTL"},
-      {"Trip", "Merid/Trip/RTL"},
       {"2024/05", "Merid/2024:05/RTL"},
       {"../../etc", "Merid/..:..:etc/RTL"},
       {"..x", "Merid/..x/RTL"},
+      {"Trip", "Merid/Trip/RTL"},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.project);
-    ZuvSetProjectName(Text(c.project));
-    CZuvFilePath out;
-    EXPECT_EQ(ZuvGetProjectTempFolder(&out), kZuvSuccess);
-    EXPECT_EQ(PathText(out), Base() + "/" + c.folder);
-    EXPECT_TRUE(fs::is_directory(Base() + "/" + c.folder));
-  }
-  EXPECT_EQ(Names(m_tmp), std::vector<std::string>{fs::path(Base()).filename()});
-  EXPECT_EQ(fs::status(Base()).permissions() & fs::perms::mask, fs::perms::owner_all);
-  EXPECT_EQ(Names(Base() + "/Merid"),
-            (std::vector<std::string>{"..:..:etc", "..x", "2024:05", "RTL", "Trip"}));
-}
-
-TEST_F(TempFolderTest, DotNamesAreRefusedAndNothingIsMade) {
-  for (const char* project : {".", ".."}) {
+  for (const auto& [project, folder] : cases) {
     SCOPED_TRACE(project);
     ZuvSetProjectName(Text(project));
-    EXPECT_EQ(ZuvGetProjectTempFolder(nullptr), kZuvErrFailed);
-    EXPECT_EQ(ZuvCreateTempFile(nullptr, nullptr), kZuvErrAccessDenied);
-    ZuvClearProjectTempFolder();
-    EXPECT_TRUE(Names(m_tmp).empty());
+    CZuvFilePath out;
+    EXPECT_EQ(ZuvGetProjectTempFolder(&out), kZuvSuccess);
+    EXPECT_EQ(PathText(out), Base() + "/" + folder);
+    EXPECT_TRUE(fs::is_directory(Base() + "/" + folder));
   }
+  EXPECT_EQ(Names(m_tmp), Strings{fs::path(Base()).filename()});
+  EXPECT_EQ(fs::status(Base()).permissions() & fs::perms::mask, fs::perms::owner_all);
+
+  // Clearing takes the leaf of the project, "Trip", with everything in it.
+  CZuvFilePath file;
+  ASSERT_EQ(ZuvCreateTempFile(nullptr, &file, Text(".jpg")), kZuvSuccess);
+  const std::string leaf = Base() + "/Merid/Trip/RTL";
+  EXPECT_EQ(fs::path(PathText(file)).parent_path(), leaf);
+  fs::create_directories(leaf + "/sub/deeper");
+  ZuvClearProjectTempFolder();
+  EXPECT_FALSE(fs::exists(leaf));
+  EXPECT_EQ(Names(Base() + "/Merid"), (Strings{"..:..:etc", "..x", "2024:05", "RTL", "Trip"}));
+  EXPECT_EQ(ZuvGetProjectTempFolder(nullptr), kZuvSuccess);
+  EXPECT_TRUE(fs::is_directory(leaf));
 }
 
 // Whatever stands at the scratch folder's place and is not safe is left alone, and nothing is made
-// through it.
-TEST_F(TempFolderTest, AnUnsafeScratchFolderIsRefused) {
+// through it; nor for a project named "." or "..".
+TEST_F(TempFolderTest, AnUnsafeScratchFolderOrProjectIsRefused) {
   if (!IsRoot()) GTEST_SKIP() << "giving a folder to another user needs root";
+  enum Kind { kNothing, kLink, kFile, kFolder };
   struct Case {
     const char* what;
-    void (*make)(const std::string& base, const std::string& elsewhere);
+    Kind kind;
+    int mode;
+    uid_t owner;
+    const char* project;
   };
+  const uid_t nobody = zuv::platform::testing::FindNobody().uid;
   const Case cases[] = {
-      {"a symbolic link to a folder",
-       [](const std::string& base, const std::string& elsewhere) {
-         fs::create_directory_symlink(elsewhere, base);
-       }},
-      {"another user's folder",
-       [](const std::string& base, const std::string&) {
-         fs::create_directory(base);
-         fs::permissions(base, fs::perms::owner_all);
-         ASSERT_EQ(chown(base.c_str(), zuv::platform::testing::FindNobody().uid, -1), 0);
-       }},
-      {"a folder open to others",
-       [](const std::string& base, const std::string&) {
-         fs::create_directory(base);
-         fs::permissions(base, fs::perms::all);
-       }},
-      {"a folder open to its group",
-       [](const std::string& base, const std::string&) {
-         fs::create_directory(base);
-         fs::permissions(base, fs::perms::owner_all | fs::perms::group_exec);
-       }},
-      {"a file", [](const std::string& base, const std::string&) { Put(base, "file"); }},
+      {"a symbolic link to a folder", kLink, 0, 0, ""},
+      {"another user's folder", kFolder, 0700, nobody, ""},
+      {"a folder open to others", kFolder, 0777, 0, ""},
+      {"a folder open to its group", kFolder, 0710, 0, ""},
+      {"a file", kFile, 0, 0, ""},
+      {"project .", kNothing, 0, 0, "."},
+      {"project ..", kNothing, 0, 0, ".."},
   };
+  fs::create_directory(m_scratch / "elsewhere");
+  fs::permissions(m_scratch / "elsewhere", fs::perms::owner_all);  // safe, but behind a link
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
     fs::remove_all(m_tmp);
     fs::create_directory(m_tmp);
-    fs::remove_all(m_scratch / "elsewhere");
-    fs::create_directory(m_scratch / "elsewhere");
-    c.make(Base(), m_scratch / "elsewhere");
+    if (c.kind == kLink) fs::create_directory_symlink(m_scratch / "elsewhere", Base());
+    if (c.kind == kFile) WriteFile(Base(), "file");
+    if (c.kind == kFolder) {
+      fs::create_directory(Base());
+      fs::permissions(Base(), fs::perms(c.mode));
+      ASSERT_EQ(chown(Base().c_str(), c.owner, -1), 0);
+    }
+    ZuvSetProjectName(Text(c.project));
     const auto before = Tree(m_scratch.Path());
-
     CZuvFilePath out;
     EXPECT_EQ(ZuvGetProjectTempFolder(&out), kZuvErrFailed);
     EXPECT_EQ(ZuvCreateTempFile(nullptr, &out), kZuvErrAccessDenied);
@@ -153,87 +138,65 @@ TEST_F(TempFolderTest, AnUnsafeScratchFolderIsRefused) {
 TEST_F(TempFolderTest, TempFileNamesFollowTheCounterAndSkipTakenNames) {
   const std::string folder = m_scratch / "files";
   fs::create_directory(folder);
-  Put(folder + "/ZuvTmp0001.jpg", "taken");
+  WriteFile(folder + "/ZuvTmp0001.jpg", "taken");
   const CZuvFilePath target = PathOf(folder);
   TempFileCounter() = 9998;
-  struct Step {
-    const char* suffix;
-    const char* made;
-  };
-  for (const Step& step : {Step{".tif", "ZuvTmp9998.tif"}, Step{"", "ZuvTmp9999"},
-                           Step{"", "ZuvTmp0000"}, Step{".jpg", "ZuvTmp0002.jpg"}}) {
-    SCOPED_TRACE(step.made);
+  for (const auto& [suffix, made] : {std::pair{".tif", "ZuvTmp9998.tif"},
+                                     {"", "ZuvTmp9999"},
+                                     {"", "ZuvTmp0000"},
+                                     {".jpg", "ZuvTmp0002.jpg"}}) {
+    SCOPED_TRACE(made);
     CZuvFilePath out;
-    EXPECT_EQ(ZuvCreateTempFile(&target, &out, Text(step.suffix)), kZuvSuccess);
-    EXPECT_EQ(PathText(out), folder + "/" + step.made);
+    EXPECT_EQ(ZuvCreateTempFile(&target, &out, Text(suffix)), kZuvSuccess);
+    EXPECT_EQ(PathText(out), folder + "/" + made);
   }
   EXPECT_EQ(TempFileCounter(), 10003u);
-  EXPECT_EQ(Names(folder),
-            (std::vector<std::string>{"ZuvTmp0000", "ZuvTmp0001.jpg", "ZuvTmp0002.jpg",
-                                      "ZuvTmp9998.tif", "ZuvTmp9999"}));
+  EXPECT_EQ(Names(folder), (Strings{"ZuvTmp0000", "ZuvTmp0001.jpg", "ZuvTmp0002.jpg",
+                                    "ZuvTmp9998.tif", "ZuvTmp9999"}));
 }
 
-TEST_F(TempFolderTest, AFolderHoldingEveryNameIsFullAfterOneCycle) {
-  const std::string folder = m_scratch / "files";
-  fs::create_directory(folder);
-  for (int i = 0; i < 10000; ++i) {
-    std::string digits = std::to_string(i);
-    Put(folder + "/ZuvTmp" + std::string(4 - digits.size(), '0') + digits, "");
-  }
-  const CZuvFilePath target = PathOf(folder);
+// A folder that holds every name is full after one cycle of names; a volume without a free inode
+// ends the search at once.
+TEST_F(TempFolderTest, CreateTempFileTellsWhyItMadeNothing) {
+  if (!IsRoot()) GTEST_SKIP() << "a full volume and another user need root";
+  const std::string all = m_scratch / "all";
+  fs::create_directory(all);
+  for (int i = 10000; i < 20000; ++i) WriteFile(all + "/ZuvTmp" + std::to_string(i).substr(1));
+  // An empty file needs no data blocks: this volume is full of items, not of bytes.
+  const std::string full = m_scratch.MountTmpfs("full", "1m,nr_inodes=4");
+  ASSERT_FALSE(full.empty());
+  for (int i = 0; i < 4; ++i) WriteFile(full + "/fill" + std::to_string(i));
+  struct Case {
+    std::string folder;
+    ZuvResult result;
+    uint32_t tried;
+    size_t items;
+  };
+  const Case cases[] = {
+      {m_scratch / "missing", kZuvErrNotFound, 0, 0},
+      {all, kZuvErrDiskFull, 10000, 10000},
+      {full, kZuvErrDiskFull, 1, 3},
+  };
   TempFileCounter() = 1234;
-  CZuvFilePath out = PathOf("/unchanged");
-  EXPECT_EQ(ZuvCreateTempFile(&target, &out), kZuvErrDiskFull);
-  EXPECT_EQ(TempFileCounter(), 11234u);
-  EXPECT_EQ(PathText(out), "/unchanged");
-  EXPECT_EQ(Names(folder).size(), 10000u);
-}
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.folder);
+    const uint32_t counter = TempFileCounter();
+    const CZuvFilePath folder = PathOf(c.folder);
+    CZuvFilePath out = PathOf("/unchanged");
+    EXPECT_EQ(ZuvCreateTempFile(&folder, &out), c.result);
+    EXPECT_EQ(TempFileCounter(), counter + c.tried);
+    EXPECT_EQ(PathText(out), "/unchanged");
+    EXPECT_EQ(Names(c.folder).size(), c.items);
+  }
 
-TEST_F(TempFolderTest, AFullVolumeEndsTheSearchAtOnce) {
-  if (!IsRoot()) GTEST_SKIP() << "mounting a tmpfs needs root";
-  // An empty file needs no data blocks: the volume is full of items, not of bytes.
-  const std::string volume = m_scratch.MountTmpfs("full", "1m,nr_inodes=4");
-  ASSERT_FALSE(volume.empty());
-  for (int i = 0; i < 4; ++i) Put(volume + "/fill" + std::to_string(i), "");
-  const CZuvFilePath target = PathOf(volume);
-  const uint32_t counter = TempFileCounter();
-  EXPECT_EQ(ZuvCreateTempFile(&target, nullptr), kZuvErrDiskFull);
-  EXPECT_EQ(TempFileCounter(), counter + 1);
-  EXPECT_EQ(Names(volume).size(), 3u);
-}
-
-TEST_F(TempFolderTest, AMissingOrForbiddenFolderIsReported) {
-  const CZuvFilePath missing = PathOf(m_scratch / "missing");
-  const uint32_t counter = TempFileCounter();
-  EXPECT_EQ(ZuvCreateTempFile(&missing, nullptr), kZuvErrNotFound);
-  EXPECT_EQ(TempFileCounter(), counter);
-
-  if (!IsRoot()) GTEST_SKIP() << "dropping to another user needs root";
-  const std::string folder = m_scratch / "root-only";
-  fs::create_directory(folder);
-  const CZuvFilePath forbidden = PathOf(folder);
+  const std::string rootOnly = m_scratch / "root-only";
+  fs::create_directory(rootOnly);
+  const CZuvFilePath forbidden = PathOf(rootOnly);
   EXPECT_EQ(zuv::platform::testing::RunAsNobody([&] {
               return ZuvCreateTempFile(&forbidden, nullptr) == kZuvErrAccessDenied ? 0 : 1;
             }),
             0);
-  EXPECT_TRUE(Names(folder).empty());
-}
-
-TEST_F(TempFolderTest, ClearRemovesTheProjectFolderWithEverythingInIt) {
-  ZuvClearProjectTempFolder();
-  EXPECT_TRUE(Names(m_tmp).empty()) << "clearing makes nothing";
-
-  ZuvSetProjectName(Text("Trip"));
-  CZuvFilePath file;
-  ASSERT_EQ(ZuvCreateTempFile(nullptr, &file, Text(".jpg")), kZuvSuccess);
-  const std::string leaf = Base() + "/Merid/Trip/RTL";
-  EXPECT_EQ(fs::path(PathText(file)).parent_path(), leaf);
-  fs::create_directories(leaf + "/sub/deeper");
-  ZuvClearProjectTempFolder();
-  EXPECT_FALSE(fs::exists(leaf));
-  EXPECT_TRUE(fs::is_directory(Base() + "/Merid/Trip"));
-  EXPECT_EQ(ZuvGetProjectTempFolder(nullptr), kZuvSuccess);
-  EXPECT_TRUE(fs::is_directory(leaf));
+  EXPECT_TRUE(Names(rootOnly).empty());
 }
 
 TEST_F(TempFolderTest, ConcurrentCallersGetFilesOfTheirOwn) {
@@ -242,23 +205,21 @@ TEST_F(TempFolderTest, ConcurrentCallersGetFilesOfTheirOwn) {
   constexpr int kThreads = 4;
   constexpr int kFilesEach = 50;
   const CZuvFilePath target = PathOf(folder);
-  std::vector<std::vector<std::string>> made(kThreads);
+  std::vector<Strings> made(kThreads);
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {
       ZuvSetProjectName(Text("project" + std::to_string(t)));
       for (int i = 0; i < kFilesEach; ++i) {
         CZuvFilePath out;
-        if (ZuvCreateTempFile(&target, &out) == kZuvSuccess) {
-          made[t].push_back(PathText(out));
-        }
+        if (ZuvCreateTempFile(&target, &out) == kZuvSuccess) made[t].push_back(PathText(out));
       }
       ZuvGetProjectTempFolder(nullptr);
     });
   }
   for (std::thread& thread : threads) thread.join();
   std::set<std::string> all;
-  for (const auto& files : made) all.insert(files.begin(), files.end());
+  for (const Strings& files : made) all.insert(files.begin(), files.end());
   EXPECT_EQ(all.size(), size_t{kThreads * kFilesEach});
   EXPECT_EQ(Names(folder).size(), size_t{kThreads * kFilesEach});
 }
@@ -266,7 +227,7 @@ TEST_F(TempFolderTest, ConcurrentCallersGetFilesOfTheirOwn) {
 TEST(ApplicationSupportTest, IsTheFirstAbsoluteDataFolder) {
   struct Case {
     const char* dataDirs;  // null: unset
-    const char* support;   // null: none
+    const char* support;   // empty: none
     const char* profiles;
   };
   const Case cases[] = {
@@ -275,18 +236,18 @@ TEST(ApplicationSupportTest, IsTheFirstAbsoluteDataFolder) {
       {"/opt/data/:/usr/share", "/opt/data", "/opt/data/Merid/Profiles"},
       {"relative:/srv/data", "/srv/data", "/srv/data/Merid/Profiles"},
       {"/", "/", "/Merid/Profiles"},
-      {"relative", nullptr, nullptr},
+      {"relative", "", ""},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.dataDirs != nullptr ? c.dataDirs : "(unset)");
     ScopedEnvironment dataDirs("XDG_DATA_DIRS", c.dataDirs);
     CZuvFilePath support;
     CZuvFilePath profiles;
-    EXPECT_EQ(GetApplicationSupportFolder(&support), c.support != nullptr);
-    EXPECT_EQ(GetProfileFolderPath(&profiles), c.support != nullptr);
-    EXPECT_EQ(GetProfileFolderPath(nullptr), c.support != nullptr);
-    EXPECT_EQ(PathText(support), c.support != nullptr ? c.support : "");
-    EXPECT_EQ(PathText(profiles), c.profiles != nullptr ? c.profiles : "");
+    EXPECT_EQ(GetApplicationSupportFolder(&support), *c.support != 0);
+    EXPECT_EQ(GetProfileFolderPath(&profiles), *c.support != 0);
+    EXPECT_EQ(GetProfileFolderPath(nullptr), *c.support != 0);
+    EXPECT_EQ(PathText(support), c.support);
+    EXPECT_EQ(PathText(profiles), c.profiles);
   }
 }
 

@@ -1,5 +1,6 @@
-// Helpers of the file operation tests: path objects from strings, and what a file or a folder holds
-// on disk. Header-only; used by the tests alone.
+// Helpers of the file operation tests: strings and path objects from text, and what a file or a
+// folder holds on disk. Files are written with zuv/platform/testing/scratch.h. Header-only; used
+// by the tests alone.
 #pragma once
 
 #include <algorithm>
@@ -10,16 +11,29 @@
 #include <string>
 #include <vector>
 
+#include "zuv/files/file_handle.h"
 #include "zuv/paths/file_path.h"
+#include "zuv/platform/catalog.h"
 
 namespace zuv::testing {
+
+inline CZuvStringData Text(const std::string& text) {
+  return CZuvStringData(ZuvCharUtf8(text.c_str()));
+}
 
 /// A path object holding `path`, whether or not an item is there.
 inline CZuvFilePath PathOf(const std::string& path) {
   CZuvFilePath object;
-  const CZuvStringData text{ZuvCharUtf8(path.c_str())};
+  const CZuvStringData text = Text(path);
   object.Initialize(&text);
   return object;
+}
+
+/// A reference to the item at `path`; one that names nothing when there is none.
+inline FSRef RefOf(const std::string& path) {
+  FSRef ref;
+  zuv::platform::MakeRef(path, &ref);
+  return ref;
 }
 
 /// The full path an object holds.
@@ -29,15 +43,17 @@ inline std::string PathText(const CZuvFilePath& path) {
   return text.GetPtrUtf8();
 }
 
-/// Everything the file holds; empty when it cannot be read.
-inline std::string Contents(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+/// Whether the item carries the locked flag, as a new handle reads it.
+inline bool IsLocked(const std::string& path) {
+  return (CZuvFileHandle(PathOf(path)).GetAttribute() & kZuvAttributeLocked) != 0;
 }
 
-/// Replaces the file with one holding `contents`.
-inline void Put(const std::string& path, const std::string& contents) {
-  std::ofstream(path, std::ios::binary) << contents;
+/// Everything the file holds; empty when it cannot be read or is a folder.
+inline std::string Contents(const std::string& path) {
+  std::error_code error;
+  if (std::filesystem::is_directory(path, error)) return "";
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }
 
 /// The names in a folder, sorted; none when it cannot be read.

@@ -23,10 +23,13 @@ namespace zuv::platform::testing {
 
 inline bool IsRoot() { return geteuid() == 0; }
 
-/// True when `tool` is found on PATH.
-inline bool HaveTool(const std::string& tool) {
-  return std::system(("command -v " + tool + " >/dev/null 2>&1").c_str()) == 0;
+/// Runs a shell command with its output discarded; true when it succeeds.
+inline bool RunCommand(const std::string& command) {
+  return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
 }
+
+/// True when `tool` is found on PATH.
+inline bool HaveTool(const std::string& tool) { return RunCommand("command -v " + tool); }
 
 /// True when the kernel can mount a file system of that type now (/proc/filesystems).
 inline bool KernelHasFileSystem(const std::string& type) {
@@ -45,15 +48,14 @@ inline uint64_t DeviceOf(const std::string& path) {
   return lstat(path.c_str(), &st) == 0 ? st.st_dev : 0;
 }
 
-/// Writes `bytes` bytes to a new file (replacing an old one).
-inline void WriteFile(const std::string& path, size_t bytes = 0) {
-  std::ofstream(path, std::ios::binary) << std::string(bytes, 'x');
+/// Replaces the file with one holding `contents`.
+inline void WriteFile(const std::string& path, const std::string& contents = "") {
+  std::ofstream(path, std::ios::binary) << contents;
 }
 
 /// Sets the immutable flag with chattr. False when chattr is missing or refuses.
 inline bool SetImmutable(const std::string& path, bool on) {
-  return std::system(
-             ("chattr " + std::string(on ? "+i '" : "-i '") + path + "' 2>/dev/null").c_str()) == 0;
+  return RunCommand(std::string(on ? "chattr +i '" : "chattr -i '") + path + "'");
 }
 
 /// The ids of the unprivileged user "nobody" and the group "nogroup" (or "nobody").
@@ -120,38 +122,36 @@ class ScratchFolder {
   /// or empty when the mount failed (not root).
   std::string MountTmpfs(const std::string& name, const std::string& size = "4m",
                          bool readOnly = false) {
-    const std::string point = *this / name;
-    std::filesystem::create_directories(point);
-    if (mount("tmpfs", point.c_str(), "tmpfs", readOnly ? MS_RDONLY : 0,
-              ("size=" + size).c_str()) != 0) {
-      return "";
-    }
-    m_mounts.push_back(point);
-    return point;
+    return Mount(name, [&](const std::string& point) {
+      return mount("tmpfs", point.c_str(), "tmpfs", readOnly ? MS_RDONLY : 0,
+                   ("size=" + size).c_str()) == 0;
+    });
   }
 
   /// Makes an ISO 9660 image of the folder `content` and mounts it on a folder `name`: read-only
-  /// through a loop device where the kernel reads ISO 9660, else through FUSE (fuseiso). Its path,
-  /// or empty when xorriso or the mount failed.
+  /// through a loop device where the kernel reads ISO 9660, else through FUSE (fuseiso, without
+  /// its own mount list in $HOME, whose upkeep never ends after an unmount). Its path, or empty
+  /// when xorriso or the mount failed.
   std::string MountIso(const std::string& content, const std::string& name) {
     const std::string image = *this / (name + ".iso");
-    if (!Run("xorriso -as mkisofs -quiet -o '" + image + "' '" + (*this / content) + "'"))
+    if (!RunCommand("xorriso -as mkisofs -quiet -o '" + image + "' '" + (*this / content) + "'")) {
       return "";
-    if (KernelHasFileSystem("iso9660")) return MountLoop(image, name, "loop,ro");
-    const std::string point = *this / name;
-    std::filesystem::create_directories(point);
-    if (!Run("fuseiso '" + image + "' '" + point + "'")) return "";
-    m_mounts.push_back(point);
-    return point;
+    }
+    const std::string how = KernelHasFileSystem("iso9660") ? "mount -o loop,ro '" : "fuseiso -n '";
+    return Mount(name, [&](const std::string& point) {
+      return RunCommand(how + image + "' '" + point + "'");
+    });
   }
 
   /// Makes an empty 1 MiB ext2 image and mounts it through a loop device on a folder `name`,
   /// read-only when asked. Its path, or empty when mke2fs or the mount failed.
   std::string MountExt2(const std::string& name, bool readOnly) {
     const std::string image = *this / (name + ".img");
-    return Run("mke2fs -q -F -t ext2 '" + image + "' 1M")
-               ? MountLoop(image, name, readOnly ? "loop,ro" : "loop")
-               : "";
+    if (!RunCommand("mke2fs -q -F -t ext2 '" + image + "' 1M")) return "";
+    return Mount(name, [&](const std::string& point) {
+      return RunCommand(std::string(readOnly ? "mount -o loop,ro '" : "mount -o loop '") + image +
+                        "' '" + point + "'");
+    });
   }
 
   /// Locks an item with chattr +i, to be unlocked at the end. False when chattr refuses.
@@ -162,15 +162,12 @@ class ScratchFolder {
   }
 
  private:
-  static bool Run(const std::string& command) {
-    return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
-  }
-
-  std::string MountLoop(const std::string& image, const std::string& name,
-                        const std::string& options) {
+  // Makes the folder `name`, and remembers it as a mount point when `attach` mounts on it.
+  std::string Mount(const std::string& name,
+                    const std::function<bool(const std::string&)>& attach) {
     const std::string point = *this / name;
     std::filesystem::create_directories(point);
-    if (!Run("mount -o " + options + " '" + image + "' '" + point + "'")) return "";
+    if (!attach(point)) return "";
     m_mounts.push_back(point);
     return point;
   }
