@@ -6,11 +6,11 @@
 #include <optional>
 #include <random>
 #include <string>
-#include <unicode/uloc.h>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "zuv/platform/testing/scoped_text_locale.h"
 #include "zuv/platform/text.h"
 #include "zuv/strings/utf8_utility.h"
 
@@ -206,12 +206,11 @@ TEST(StringOpsTest, ComparisonsAndCaseMapping) {
 
   // Full mapping with the root locale, whatever ICU's default (which comes from the user's
   // environment): no Turkish dotless i.
-  const std::string saved = uloc_getDefault();
-  UErrorCode status = U_ZERO_ERROR;
-  uloc_setDefault("tr_TR", &status);
-  EXPECT_EQ(Shape(ZuvStringDataLower(Utf8("Straße İI ΣΑΣ"))), "straße i̇i σας");
-  EXPECT_EQ(Shape(ZuvStringDataUpper(Utf8("Straße İI ﬁ"))), "STRASSE İI FI");
-  uloc_setDefault(saved.c_str(), &status);
+  {
+    const zuv::platform::testing::ScopedTextLocale turkish("tr_TR");
+    EXPECT_EQ(Shape(ZuvStringDataLower(Utf8("Straße İI ΣΑΣ"))), "straße i̇i σας");
+    EXPECT_EQ(Shape(ZuvStringDataUpper(Utf8("Straße İI ﬁ"))), "STRASSE İI FI");
+  }
   EXPECT_EQ(Shape(ZuvStringDataLower(Utf8("a\xFF"))), "");
   EXPECT_EQ(Shape(ZuvStringDataUpper(Utf8("a\xFF"))), "");
 }

@@ -1,0 +1,27 @@
+// For tests: makes a language the text services' default for one scope (ICU's default locale,
+// which otherwise comes from the user's environment), so that a test can show a result does not
+// depend on it. Header-only; compiled into the tests alone.
+#pragma once
+
+#include <string>
+#include <unicode/uloc.h>
+
+namespace zuv::platform::testing {
+
+class ScopedTextLocale {
+ public:
+  explicit ScopedTextLocale(const char* locale) : m_saved(uloc_getDefault()) { Set(locale); }
+  ~ScopedTextLocale() { Set(m_saved.c_str()); }
+  ScopedTextLocale(const ScopedTextLocale&) = delete;
+  ScopedTextLocale& operator=(const ScopedTextLocale&) = delete;
+
+ private:
+  static void Set(const char* locale) {
+    UErrorCode status = U_ZERO_ERROR;
+    uloc_setDefault(locale, &status);
+  }
+
+  std::string m_saved;
+};
+
+}  // namespace zuv::platform::testing
