@@ -44,6 +44,8 @@ namespace zuv::platform {
 /// first `capacity` are written; a null `dest` has no room), or -1 when the bytes are not
 /// well-formed UTF-8 or longer than INT32_MAX bytes. Never allocates; usable to validate alone.
 ZUV_EXPORT int32_t DecodeUtf8(std::string_view utf8, char16_t* dest, int32_t capacity);
+/// True when the bytes are well-formed UTF-8, as DecodeUtf8 takes them.
+ZUV_EXPORT bool IsWellFormedUtf8(std::string_view utf8);
 /// Decodes well-formed UTF-8 into `out`. False (and `out` unchanged) for malformed bytes.
 ZUV_EXPORT bool DecodeUtf8(std::string_view utf8, std::u16string* out);
 /// Encodes UTF-16 as UTF-8; each lone surrogate becomes U+FFFD.

@@ -61,10 +61,6 @@ unsigned short* MallocCopyUnits(const unsigned short* units, size_t length) {
   return copy;
 }
 
-bool IsWellFormedUtf8(std::string_view text) {
-  return zuv::platform::DecodeUtf8(text, nullptr, 0) >= 0;
-}
-
 // Conversions report a failed allocation as null, never as an exception.
 template <typename Convert>
 auto NullOnBadAlloc(Convert convert) -> decltype(convert()) {
@@ -86,7 +82,7 @@ char* CreateConvertStringSystemToUtf8(const char* text) {
   return NullOnBadAlloc([&]() -> char* {
     std::string_view bytes = text != nullptr ? std::string_view(text) : std::string_view();
     if (zuv::platform::SystemEncodingIsUtf8()) {
-      return IsWellFormedUtf8(bytes) ? MallocCopy(bytes) : MallocCopy("", 0);
+      return zuv::platform::IsWellFormedUtf8(bytes) ? MallocCopy(bytes) : MallocCopy("", 0);
     }
     std::u16string units;
     if (text == nullptr || !zuv::platform::DecodeSystem(bytes, &units)) return MallocCopy("", 0);
@@ -98,7 +94,7 @@ char* CreateConvertStringUtf8ToSystem(const char* text) {
   return NullOnBadAlloc([&]() -> char* {
     std::string_view bytes = text != nullptr ? std::string_view(text) : std::string_view();
     if (zuv::platform::SystemEncodingIsUtf8()) {
-      return IsWellFormedUtf8(bytes) ? MallocCopy(bytes) : MallocCopy("", 0);
+      return zuv::platform::IsWellFormedUtf8(bytes) ? MallocCopy(bytes) : MallocCopy("", 0);
     }
     // Text the system encoding cannot hold becomes the empty string, never a partial one.
     std::u16string units;

@@ -18,10 +18,6 @@ std::string_view Utf8(const CZuvStringData& s) {
   return text != nullptr ? text : "";
 }
 
-bool IsWellFormed(std::string_view utf8) {
-  return zuv::platform::DecodeUtf8(utf8, nullptr, 0) >= 0;
-}
-
 // A new value holding a copy of 0-terminated UTF-8 text.
 CZuvStringData NewUtf8(const char* text) {
   CZuvStringData result;
@@ -66,7 +62,9 @@ UnitPosition FindUnit(std::string_view utf8, size_t unit) {
 // UTF-8 a byte search finds exactly the occurrences that a search in UTF-16 units finds, and at
 // the same characters.
 size_t FindLiteral(std::string_view text, std::string_view find) {
-  if (find.empty() || !IsWellFormed(text) || !IsWellFormed(find)) return std::string_view::npos;
+  if (find.empty() || !zuv::platform::IsWellFormedUtf8(text) ||
+      !zuv::platform::IsWellFormedUtf8(find))
+    return std::string_view::npos;
   return text.find(find);
 }
 
@@ -300,7 +298,7 @@ CZuvStringData ZuvStringDataUpper(const CZuvStringData& s) {
 CZuvStringData ZuvStringDataInc(const CZuvStringData& s, unsigned long n) {
   if (s.GetLengthChar() < n) return CZuvStringData();
   std::string_view text = Utf8(s);
-  if (!IsWellFormed(text)) text = "";
+  if (!zuv::platform::IsWellFormedUtf8(text)) text = "";
   const UnitPosition at = FindUnit(text, n);
   if (at.units == n || at.byte == text.size()) return NewUtf8(text.data() + at.byte);
   return NewUtf8(std::string(kReplacementCharacter).append(text.substr(at.byte + 4)).c_str());

@@ -206,6 +206,8 @@ int32_t DecodeUtf8(std::string_view utf8, char16_t* dest, int32_t capacity) {
   return count;
 }
 
+bool IsWellFormedUtf8(std::string_view utf8) { return DecodeUtf8(utf8, nullptr, 0) >= 0; }
+
 bool DecodeUtf8(std::string_view utf8, std::u16string* out) {
   const int32_t length = out != nullptr ? DecodeUtf8(utf8, nullptr, 0) : -1;
   if (length < 0) return false;
