@@ -1,8 +1,8 @@
 // zuv swap, mkdir, rename, rm and tempfile: the basic file operations and the project temp folder
-// on items named on the command line. A failure is reported with its result code, by name and
-// number, and makes the exit status 1.
-#include <filesystem>
+// on items named on the command line. Each failure is reported on one line and makes the exit
+// status 1.
 #include <iostream>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,16 +15,7 @@
 
 namespace {
 
-constexpr int kFailed = 1;
-
 CZuvStringData Text(const std::string& text) { return CZuvStringData(ZuvCharUtf8(text.c_str())); }
-
-// The absolute form of a path argument, without "." or ".." components or a trailing "/".
-std::string AbsolutePath(const std::string& argument) {
-  std::string path = std::filesystem::absolute(argument).lexically_normal().string();
-  if (path.size() > 1 && path.back() == '/') path.pop_back();
-  return path;
-}
 
 CZuvFilePath PathObject(const std::string& path) {
   CZuvFilePath object;
@@ -39,59 +30,93 @@ std::string PathText(const CZuvFilePath& path) {
   return text.GetPtrUtf8();
 }
 
-// Prints "zuv COMMAND: SUBJECT: kZuvErrName (number)" for a failure. The exit status it calls for.
-int Report(std::string_view command, const std::string& subject, ZuvResult result) {
-  if (ZuvIsSuccess(result)) return 0;
-  const char* name = ZuvResultName(result);
-  std::cerr << "zuv " << command << ": " << subject << ": " << (name != nullptr ? name : "unknown")
-            << " (" << result << ")\n";
-  return kFailed;
+bool IsFolder(const std::string& path) {
+  return (CZuvFileHandle(PathObject(path)).GetAttribute() & kZuvAttributeFolder) != 0;
+}
+
+// The last component of a path, trailing slashes aside ("" for "/" and for "").
+std::string_view LastComponent(std::string_view path) {
+  const size_t end = path.find_last_not_of('/');
+  if (end == std::string_view::npos) return {};
+  const size_t slash = path.rfind('/', end);
+  const size_t start = slash == std::string_view::npos ? 0 : slash + 1;
+  return path.substr(start, end + 1 - start);
+}
+
+// The path of an item that is removed, renamed or swapped, or nothing after reporting why not. A
+// last component of "." or ".." is refused, as rm does: it names a folder by way of another item,
+// and the kernel and a reader may not agree on which folder that is.
+std::optional<std::string> ItemPath(std::string_view command, const std::string& argument) {
+  const std::string_view last = LastComponent(argument);
+  if (last == "." || last == "..") {
+    ZuvToolFailure(command, argument, kZuvErrInvalidName,
+                   "a path that ends in '.' or '..' is refused");
+    return std::nullopt;
+  }
+  return ZuvToolPath(command, argument);
 }
 
 }  // namespace
 
 int RunSwapCommand(const std::vector<std::string>& arguments) {
   if (arguments.size() != 2) return ZuvToolUsageError("swap", "give two files");
-  const std::string a = AbsolutePath(arguments[0]);
-  const std::string b = AbsolutePath(arguments[1]);
-  return Report("swap", a + " and " + b, ZuvSwapFile(PathObject(a), PathObject(b)));
+  const std::optional<std::string> a = ItemPath("swap", arguments[0]);
+  if (!a) return kZuvToolFailure;
+  const std::optional<std::string> b = ItemPath("swap", arguments[1]);
+  if (!b) return kZuvToolFailure;
+  const ZuvResult result = ZuvSwapFile(PathObject(*a), PathObject(*b));
+  const bool folder = ZuvIsFailure(result) && (IsFolder(*a) || IsFolder(*b));
+  return ZuvToolFailure("swap", arguments[0] + " and " + arguments[1], result,
+                        folder ? "only files are swapped, not folders" : "");
 }
 
 int RunMkdirCommand(const std::vector<std::string>& arguments) {
   if (arguments.size() != 2) return ZuvToolUsageError("mkdir", "give a parent folder and a name");
-  const std::string parent = AbsolutePath(arguments[0]);
+  const std::string& parentArgument = arguments[0];
+  const std::optional<std::string> parent = ZuvToolPath("mkdir", parentArgument);
+  if (!parent) return kZuvToolFailure;
   CZuvFilePath folder;
-  const ZuvResult result = ZuvCreateFolder(PathObject(parent), Text(arguments[1]), &folder);
-  if (ZuvIsFailure(result)) return Report("mkdir", arguments[1] + " in " + parent, result);
+  const ZuvResult result = ZuvCreateFolder(PathObject(*parent), Text(arguments[1]), &folder);
+  if (ZuvIsFailure(result)) {
+    if (!IsFolder(*parent) && !PathObject(*parent).IsEmpty()) {
+      return ZuvToolFailure("mkdir", parentArgument, result, "not a folder");
+    }
+    const std::string separator = parentArgument.back() == '/' ? "" : "/";
+    return ZuvToolFailure("mkdir", parentArgument + separator + arguments[1], result);
+  }
   std::cout << PathText(folder) << '\n';
-  return 0;
+  return kZuvToolSuccess;
 }
 
 int RunRenameCommand(const std::vector<std::string>& arguments) {
   if (arguments.size() != 2) return ZuvToolUsageError("rename", "give an item and a new name");
-  const std::string path = AbsolutePath(arguments[0]);
+  const std::optional<std::string> path = ItemPath("rename", arguments[0]);
+  if (!path) return kZuvToolFailure;
   CZuvFilePath renamed;
-  const ZuvResult result = ZuvRenameFile(PathObject(path), Text(arguments[1]), &renamed);
-  if (ZuvIsFailure(result)) return Report("rename", path, result);
+  const ZuvResult result = ZuvRenameFile(PathObject(*path), Text(arguments[1]), &renamed);
+  if (ZuvIsFailure(result)) return ZuvToolFailure("rename", arguments[0], result);
   std::cout << PathText(renamed) << '\n';
-  return 0;
+  return kZuvToolSuccess;
 }
 
 // Each item in turn, folders with everything in them; a failure is reported and the next item
 // is tried.
 int RunRmCommand(const std::vector<std::string>& arguments) {
   if (arguments.empty()) return ZuvToolUsageError("rm", "no PATH given");
-  int status = 0;
+  int status = kZuvToolSuccess;
   for (const std::string& argument : arguments) {
-    const std::string path = AbsolutePath(argument);
-    if (path == "/") {
-      status = ZuvToolUsageError("rm", "the root folder is not removed");
-      continue;
-    }
-    const CZuvFilePath item = PathObject(path);
-    const bool folder = (CZuvFileHandle(item).GetAttribute() & kZuvAttributeFolder) != 0;
-    if (Report("rm", path, folder ? ZuvDeleteFolder(item) : ZuvDeleteFile(item)) != 0) {
-      status = kFailed;
+    const std::optional<std::string> path = ItemPath("rm", argument);
+    if (!path) {
+      status = kZuvToolFailure;
+    } else if (path->find_first_not_of('/') == std::string::npos) {
+      status =
+          ZuvToolFailure("rm", argument, kZuvErrAccessDenied, "the root folder is never removed");
+    } else {
+      const CZuvFilePath item = PathObject(*path);
+      const ZuvResult result = IsFolder(*path) ? ZuvDeleteFolder(item) : ZuvDeleteFile(item);
+      if (ZuvToolFailure("rm", argument, result) != kZuvToolSuccess) {
+        status = kZuvToolFailure;
+      }
     }
   }
   return status;
@@ -113,7 +138,7 @@ int RunTempfileCommand(const std::vector<std::string>& arguments) {
   }
   CZuvFilePath file;
   const ZuvResult result = ZuvCreateTempFile(nullptr, &file, suffix);
-  if (ZuvIsFailure(result)) return Report("tempfile", "the project temp folder", result);
+  if (ZuvIsFailure(result)) return ZuvToolFailure("tempfile", "the project temp folder", result);
   std::cout << PathText(file) << '\n';
-  return 0;
+  return kZuvToolSuccess;
 }
