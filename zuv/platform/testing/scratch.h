@@ -1,8 +1,8 @@
 // Real file systems for tests: a scratch folder that cleans up after itself, mounts made beneath it
 // (tmpfs, an ISO 9660 image, a loop-mounted ext2 image) that are undone when it goes, locked files,
-// ownership, and running a check in a child process that has dropped to an unprivileged user.
-// Header-only; compiled into the tests alone. Whatever needs root or a missing tool reports why it
-// cannot run.
+// ownership, and running a check in a child process, one that has dropped to an unprivileged user
+// too. Header-only; compiled into the tests alone. Whatever needs root or a missing tool reports
+// why it cannot run.
 #pragma once
 
 #include <cstdint>
@@ -75,23 +75,35 @@ inline Nobody FindNobody() {
   return nobody;
 }
 
-/// Runs `check` in a child process that runs as nobody with nogroup as its only group, and returns
-/// what it returns (-1 when the child could not be started or did not exit normally). The child
-/// inherits this process's memory, caches included.
-inline int RunAsNobody(const std::function<int()>& check) {
-  const Nobody nobody = FindNobody();
+/// Starts `check` in a child process, which exits with what it returns. -1 when it could not be
+/// started. The child inherits this process's memory, caches included.
+inline pid_t StartChild(const std::function<int()>& check) {
   const pid_t child = fork();
-  if (child < 0) return -1;
-  if (child == 0) {
-    if (setgroups(1, &nobody.gid) != 0 || setresgid(nobody.gid, nobody.gid, nobody.gid) != 0 ||
-        setresuid(nobody.uid, nobody.uid, nobody.uid) != 0) {
-      _exit(126);
-    }
-    _exit(check());
-  }
+  if (child == 0) _exit(check());
+  return child;
+}
+
+/// What the child exited with; -1 when it was not started or did not exit normally.
+inline int WaitForChild(pid_t child) {
   int status = 0;
-  if (waitpid(child, &status, 0) != child || !WIFEXITED(status)) return -1;
+  if (child < 0 || waitpid(child, &status, 0) != child || !WIFEXITED(status)) return -1;
   return WEXITSTATUS(status);
+}
+
+inline int RunInChild(const std::function<int()>& check) { return WaitForChild(StartChild(check)); }
+
+/// Drops the calling process to the user `uid` with `gid` as its only group; false when refused.
+inline bool BecomeUser(uid_t uid, gid_t gid) {
+  return setgroups(1, &gid) == 0 && setresgid(gid, gid, gid) == 0 && setresuid(uid, uid, uid) == 0;
+}
+
+/// Runs `check` in a child process that runs as nobody with nogroup as its only group, and returns
+/// what it returns (126 when it could not drop to nobody).
+inline int RunAsNobody(const std::function<int()>& check) {
+  return RunInChild([&] {
+    const Nobody nobody = FindNobody();
+    return BecomeUser(nobody.uid, nobody.gid) ? check() : 126;
+  });
 }
 
 /// A new folder under /tmp, open to every user so that a child that dropped its privileges can
