@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -21,6 +22,8 @@ namespace {
 using zuv::platform::OSStatus;
 using zuv::platform::testing::FaultyFileSystem;
 using zuv::platform::testing::IsRoot;
+using zuv::platform::testing::MakeDeepTree;
+using zuv::platform::testing::RunWithOpenFileLimit;
 using zuv::platform::testing::ScopedFileSystem;
 using zuv::platform::testing::ScratchFolder;
 using zuv::platform::testing::WriteFile;
@@ -225,6 +228,29 @@ TEST(FileOpsTest, TheRootAndTheWorkingFolderAreRefused) {
             }),
             0);
   EXPECT_EQ(Tree(jail), before);
+}
+
+// A tree far deeper than the number of files the process may open goes all the same, and the
+// folder that a link at its bottom leads to stays whole. A tmpfs, where there is one, spares the
+// disk six thousand items.
+TEST(FileOpsTest, DeleteFolderRemovesTreesDeeperThanTheOpenFileLimit) {
+  ScratchFolder scratch;
+  const std::string volume = IsRoot() ? scratch.MountTmpfs("volume", "64m") : scratch.Path();
+  ASSERT_FALSE(volume.empty());
+  fs::create_directories(volume + "/outside/inner");
+  WriteFile(volume + "/outside/inner/keep", "kept");
+  fs::create_directory(volume + "/tree");
+  ASSERT_TRUE(MakeDeepTree(volume + "/tree", 3000, volume + "/outside"));
+  EXPECT_EQ(RunWithOpenFileLimit(64,
+                                 [&] {
+                                   const ZuvResult result =
+                                       ZuvDeleteFolder(PathOf(volume + "/tree"));
+                                   return result == kZuvSuccess ? 0 : 1;
+                                 }),
+            0);
+  EXPECT_EQ(Names(volume), Strings{"outside"});
+  EXPECT_EQ(Tree(volume + "/outside"),
+            (std::map<std::string, std::string>{{"inner", "<folder>"}, {"inner/keep", "kept"}}));
 }
 
 TEST(FileOpsTest, LockedFilesAreNotDeleted) {

@@ -17,6 +17,8 @@ namespace {
 
 using zuv::files_internal::TempFileCounter;
 using zuv::platform::testing::IsRoot;
+using zuv::platform::testing::MakeDeepTree;
+using zuv::platform::testing::RunWithOpenFileLimit;
 using zuv::platform::testing::ScratchFolder;
 using zuv::platform::testing::WriteFile;
 using zuv::testing::Names;
@@ -88,6 +90,27 @@ TEST_F(TempFolderTest, ProjectFolderIsOneLevelInsideTheScratchFolderAndCleared) 
   EXPECT_EQ(Names(Base() + "/Merid"), (Strings{"..:..:etc", "..x", "2024:05", "RTL", "Trip"}));
   EXPECT_EQ(ZuvGetProjectTempFolder(nullptr), kZuvSuccess);
   EXPECT_TRUE(fs::is_directory(leaf));
+}
+
+// On a tmpfs where there is one, to spare the disk.
+TEST_F(TempFolderTest, ClearingRemovesTreesDeeperThanTheOpenFileLimit) {
+  if (IsRoot()) {
+    ASSERT_EQ(m_scratch.MountTmpfs("tmp", "64m,mode=0755"), m_tmp);
+  }
+  CZuvFilePath leaf;
+  ASSERT_EQ(ZuvGetProjectTempFolder(&leaf), kZuvSuccess);
+  const std::string outside = m_scratch / "outside";
+  fs::create_directory(outside);
+  WriteFile(outside + "/keep", "kept");
+  ASSERT_TRUE(MakeDeepTree(PathText(leaf), 3000, outside));
+  EXPECT_EQ(RunWithOpenFileLimit(64,
+                                 [] {
+                                   ZuvClearProjectTempFolder();
+                                   return 0;
+                                 }),
+            0);
+  EXPECT_EQ(Names(Base() + "/Merid"), Strings{});
+  EXPECT_EQ(Names(outside), Strings{"keep"});
 }
 
 // Whatever stands at the scratch folder's place and is not safe is left alone, and nothing is made
