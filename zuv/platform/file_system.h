@@ -78,9 +78,11 @@ OSStatus DeleteResourceFork(const FSRef& item);
 FSCatalogInfoBitmap ExchangedCatalogFields();
 
 /// The per-user scratch folder, $TMPDIR/zuv-UID ($TMPDIR unset, empty or relative: /tmp), made
-/// with mode 0700 when missing and `create` is set. kErrFileNotFound when missing and not created;
-/// kErrAccessDenied when what is there is a symbolic link, not a folder, not the user's own, or
-/// open to group or others: nothing may then be made through it.
+/// with mode 0700 when missing and `create` is set; its path has $TMPDIR's links resolved.
+/// kErrFileNotFound when missing and not created; kErrAccessDenied when what is there is a
+/// symbolic link, not a folder, not the user's own, or open to group or others, or when another
+/// user could rename it: a folder on its way belongs to another user than root and the user, or
+/// is open for writing to group or others without the sticky bit. Nothing is then made through it.
 OSStatus FindScratchFolder(bool create, std::string* path);
 /// The local Application Support folder: the first absolute folder of $XDG_DATA_DIRS, without a
 /// trailing "/" (unset or empty: /usr/local/share). False when the variable names none.

@@ -375,26 +375,76 @@ FSCatalogInfoBitmap ExchangedCatalogFields() {
          kFSCatInfoFinderXInfo;
 }
 
-// The folder is checked through a descriptor opened without following a link, so that what is
-// checked is what was found; a refused folder is reported and nothing is made in it.
+// Whether the folder open at `fd` keeps other users from renaming or removing what is in it: it is
+// root's or the user's own, and open for writing to group or others only with the sticky bit.
+bool KeepsOthersOut(int fd, uid_t user) {
+  struct stat st;
+  return fstat(fd, &st) == 0 && (st.st_uid == 0 || st.st_uid == user) &&
+         ((st.st_mode & 022) == 0 || (st.st_mode & S_ISVTX) != 0);
+}
+
+// Opens the folder at the canonical `path` one level at a time from the root, never through a
+// symbolic link, and makes *fd. kErrAccessDenied when a folder on the way does not keep others out.
+OSStatus OpenGuardedFolder(const std::string& path, uid_t user, int* fd) {
+  int folder = open("/", O_PATH | O_DIRECTORY | O_CLOEXEC);
+  if (folder < 0) return StatusFromErrno(errno);
+  for (size_t start = 1;;) {
+    if (!KeepsOthersOut(folder, user)) {
+      close(folder);
+      return kErrAccessDenied;
+    }
+    if (start >= path.size()) break;
+    const size_t end = std::min(path.find('/', start), path.size());
+    const int next = openat(folder, path.substr(start, end - start).c_str(),
+                            O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    const int error = errno;
+    close(folder);
+    if (next < 0) {
+      return error == ELOOP || error == ENOTDIR ? kErrAccessDenied : StatusFromErrno(error);
+    }
+    folder = next;
+    start = end + 1;
+  }
+  *fd = folder;
+  return kNoErr;
+}
+
+// Every folder from the root to the scratch folder is checked through a descriptor opened without
+// following a link, and the scratch folder is made and opened relative to the one above it, so
+// that what is checked is what was found. As no other user can rename anything on that way, its
+// path keeps naming the same folder for every later use. A refused folder is reported and nothing
+// is made in it.
 OSStatus FindScratchFolder(bool create, std::string* path) {
   const char* tmpdir = std::getenv("TMPDIR");
-  std::string folder = tmpdir != nullptr && tmpdir[0] == '/' ? tmpdir : "/tmp";
-  while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
+  FSRef folder;  // a path that ends in "." is resolved whole, links included
+  if (const OSStatus status = MakeRef(
+          std::string(tmpdir != nullptr && tmpdir[0] == '/' ? tmpdir : "/tmp") + "/.", &folder);
+      status != kNoErr) {
+    return status;
+  }
   const uid_t user = geteuid();
-  const std::string base = ChildPath(folder, "zuv-" + std::to_string(user));
-  if (create && mkdir(base.c_str(), 0700) != 0 && errno != EEXIST) return StatusFromErrno(errno);
-
-  const int fd = open(base.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  int parent = -1;
+  if (const OSStatus status = OpenGuardedFolder(folder.path, user, &parent); status != kNoErr) {
+    return status;
+  }
+  const std::string name = "zuv-" + std::to_string(user);
+  if (create && mkdirat(parent, name.c_str(), 0700) != 0 && errno != EEXIST) {
+    const int error = errno;
+    close(parent);
+    return StatusFromErrno(error);
+  }
+  const int fd = openat(parent, name.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  const int error = errno;
+  close(parent);
   if (fd < 0) {
-    if (errno == ENOENT) return kErrFileNotFound;
-    return errno == ELOOP || errno == ENOTDIR ? kErrAccessDenied : StatusFromErrno(errno);
+    if (error == ENOENT) return kErrFileNotFound;
+    return error == ELOOP || error == ENOTDIR ? kErrAccessDenied : StatusFromErrno(error);
   }
   struct stat st;
   const bool safe = fstat(fd, &st) == 0 && st.st_uid == user && (st.st_mode & 077) == 0;
   close(fd);
   if (!safe) return kErrAccessDenied;
-  *path = base;
+  *path = ChildPath(folder.path, name);
   return kNoErr;
 }
 
