@@ -64,8 +64,9 @@ OSStatus GetParentAndName(const FSRef& item, FSRef* parent, std::u16string* name
 OSStatus UnlinkPath(const std::string& path);
 /// Makes a folder at `path` with `mode` less the umask.
 OSStatus CreateFolderAtPath(const std::string& path, uint32_t mode);
-/// Removes the item at `path` and, for a folder, everything in it, bottom up; symbolic links are
-/// removed, never followed. Removes what it can; true when everything went.
+/// Removes the item at `path` and, for a folder, everything in it, bottom up, at any depth with a
+/// few descriptors; symbolic links are removed, never followed. Removes what it can, and stops
+/// where a folder is moved away meanwhile; true when everything went.
 bool RemoveTree(const std::string& path);
 /// Whether `path` names an item, a symbolic link being followed (a dangling one names nothing).
 bool ExistsFollowingLinks(const std::string& path);
