@@ -13,6 +13,7 @@
 namespace {
 
 using zuv::files_internal::FullPathOf;
+using zuv::files_internal::HasNoOwnName;
 using zuv::files_internal::Utf16Of;
 using zuv::files_internal::Utf8Of;
 using zuv::platform::CurrentFileSystem;
@@ -137,6 +138,7 @@ ZuvResult ZuvCreateUniqueFile(const CZuvFilePath& parent, const CZuvStringData& 
 }
 
 ZuvResult ZuvDeleteFile(const CZuvFilePath& file) {
+  if (HasNoOwnName(file)) return kZuvErrInvalidName;
   const CZuvFileHandle handle(file);
   if (handle.IsEmpty()) return kZuvErrFileSystem;
   const uint32_t attribute = handle.GetAttribute();
@@ -162,7 +164,9 @@ ZuvResult ZuvDeleteFile(const std::vector<CZuvFilePath>& files) {
 }
 
 ZuvResult ZuvDeleteFolder(const CZuvFilePath& folder) {
-  return zuv::platform::RemoveTree(FullPathOf(folder)) ? kZuvSuccess : kZuvErrAccessDenied;
+  const std::string path = FullPathOf(folder);
+  if (HasNoOwnName(path)) return kZuvErrInvalidName;
+  return zuv::platform::RemoveTree(path) ? kZuvSuccess : kZuvErrAccessDenied;
 }
 
 ZuvResult ZuvDeleteFolder(const std::vector<CZuvFilePath>& folders) {
@@ -171,6 +175,7 @@ ZuvResult ZuvDeleteFolder(const std::vector<CZuvFilePath>& folders) {
 
 ZuvResult ZuvRenameFile(const CZuvFilePath& item, const CZuvStringData& newName,
                         CZuvFilePath* out) {
+  if (HasNoOwnName(item)) return kZuvErrInvalidName;
   FSRef ref;
   item.GetFSRef(&ref);
   CZuvFileHandle handle(item);

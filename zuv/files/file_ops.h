@@ -36,6 +36,10 @@ ZUV_EXPORT ZuvResult ZuvCreateFolder(const CZuvFilePath& parent, const CZuvStrin
 ZUV_EXPORT ZuvResult ZuvCreateUniqueFile(const CZuvFilePath& parent, const CZuvStringData& name,
                                          CZuvFilePath* out);
 
+// Delete, rename and swap act on the item that the last path component names, never following it
+// when it is a symbolic link. A path that ends in "." or ".." (however many "/" follow) or names
+// the root is refused with kZuvErrInvalidName before anything is touched.
+
 /// Deletes a file or an empty folder. kZuvErrFileSystem for an empty path, kZuvErrAccessDenied
 /// when it is not there, locked, or the user may not write it, kZuvErrFailed when the system
 /// refuses (waiting up to 4 s while it answers busy, on systems before 10.4).

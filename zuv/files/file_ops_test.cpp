@@ -1,7 +1,9 @@
 #include "zuv/files/file_ops.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -20,6 +22,8 @@ namespace {
 using zuv::platform::OSStatus;
 using zuv::platform::testing::FaultyFileSystem;
 using zuv::platform::testing::IsRoot;
+using zuv::platform::testing::MakeDeepTree;
+using zuv::platform::testing::RunWithOpenFileLimit;
 using zuv::platform::testing::ScopedFileSystem;
 using zuv::platform::testing::ScratchFolder;
 using zuv::platform::testing::WriteFile;
@@ -29,6 +33,7 @@ using zuv::testing::Names;
 using zuv::testing::PathOf;
 using zuv::testing::PathText;
 using zuv::testing::Text;
+using zuv::testing::Tree;
 using Strings = std::vector<std::string>;
 namespace fs = std::filesystem;
 namespace platform = zuv::platform;
@@ -154,6 +159,98 @@ TEST(FileOpsTest, DeleteChecksTheItemFirstAndStopsAtTheFirstFailure) {
   EXPECT_EQ(ZuvDeleteFile(paths({})), kZuvSuccess);
   EXPECT_EQ(ZuvDeleteFolder(paths({"kept"})), kZuvSuccess);
   EXPECT_EQ(Names(scratch.Path()), (Strings{"full", "last", "outside"}));
+}
+
+// The album of the report: a folder with an empty import folder, and a link to another folder.
+void MakeAlbum(const std::string& root) {
+  fs::create_directories(root + "/album/import");
+  fs::create_directories(root + "/elsewhere/photos");
+  WriteFile(root + "/album/a.jpg", "a");
+  WriteFile(root + "/elsewhere/photos/p1.jpg", "p1");
+  fs::create_directory_symlink("elsewhere", root + "/shortcut");
+}
+
+// Every operation that removes, renames or swaps an item on a path that names no item of its own
+// in a folder; the number of refusals that failed, each reported on stderr.
+int RefuseEach(const std::string& base, const Strings& paths, const std::string& file) {
+  int wrong = 0;
+  for (const std::string& spelling : paths) {
+    const CZuvFilePath path = PathOf(base + spelling);
+    const ZuvResult results[] = {
+        ZuvDeleteFolder(path),
+        ZuvDeleteFile(path),
+        ZuvRenameFile(path, Text("renamed"), nullptr),
+        ZuvSwapFile(path, PathOf(file)),
+        ZuvSwapFile(PathOf(file), path),
+    };
+    for (size_t op = 0; op < std::size(results); ++op) {
+      if (results[op] == kZuvErrInvalidName) continue;
+      std::fprintf(stderr, "'%s', operation %zu: %u\n", (base + spelling).c_str(), op, results[op]);
+      ++wrong;
+    }
+  }
+  return wrong;
+}
+
+// A last component "." or ".." is refused before anything is touched, however it is spelt; a link
+// in a middle component is followed.
+TEST(FileOpsTest, PathsEndingInDotOrDotDotAreRefused) {
+  ScratchFolder scratch;
+  const std::string t = scratch / "t";
+  MakeAlbum(t);
+  const auto before = Tree(t);
+  EXPECT_EQ(RefuseEach(t,
+                       {"/shortcut/.", "/album/import/..", "/album/import/../",
+                        "/album/import/..//", "/album/import/./..", "/album/.", "/album/./",
+                        "/album//.", "/album/.//", "/album/import/.", "/album/../album/.",
+                        "/shortcut/photos/..", "/shortcut/../album/import/..", "/missing/.."},
+                       t + "/album/a.jpg"),
+            0);
+  EXPECT_EQ(Tree(t), before);
+  EXPECT_EQ(ZuvDeleteFolder(PathOf(t + "/shortcut/photos")), kZuvSuccess);
+  EXPECT_EQ(Names(t + "/elsewhere"), Strings{});
+  EXPECT_TRUE(fs::is_symlink(t + "/shortcut"));
+}
+
+// The root and the working folder, spelt every way, inside a root of the test's own.
+TEST(FileOpsTest, TheRootAndTheWorkingFolderAreRefused) {
+  if (!IsRoot()) GTEST_SKIP() << "a root of the test's own (chroot) needs root";
+  ScratchFolder scratch;
+  const std::string jail = scratch / "jail";
+  MakeAlbum(jail);
+  const auto before = Tree(jail);
+  EXPECT_EQ(zuv::platform::testing::RunInChild([&] {
+              if (chroot(jail.c_str()) != 0 || chdir("/album/import") != 0) return 126;
+              return RefuseEach("",
+                                {"/", "//", "///", "/.", "/..", "/./", "//..//", ".", "..", "./",
+                                 "../", ".//", "./.", "../..", "./../."},
+                                "/album/a.jpg");
+            }),
+            0);
+  EXPECT_EQ(Tree(jail), before);
+}
+
+// A tree far deeper than the number of files the process may open goes all the same, and the
+// folder that a link at its bottom leads to stays whole. A tmpfs, where there is one, spares the
+// disk six thousand items.
+TEST(FileOpsTest, DeleteFolderRemovesTreesDeeperThanTheOpenFileLimit) {
+  ScratchFolder scratch;
+  const std::string volume = IsRoot() ? scratch.MountTmpfs("volume", "64m") : scratch.Path();
+  ASSERT_FALSE(volume.empty());
+  fs::create_directories(volume + "/outside/inner");
+  WriteFile(volume + "/outside/inner/keep", "kept");
+  fs::create_directory(volume + "/tree");
+  ASSERT_TRUE(MakeDeepTree(volume + "/tree", 3000, volume + "/outside"));
+  EXPECT_EQ(RunWithOpenFileLimit(64,
+                                 [&] {
+                                   const ZuvResult result =
+                                       ZuvDeleteFolder(PathOf(volume + "/tree"));
+                                   return result == kZuvSuccess ? 0 : 1;
+                                 }),
+            0);
+  EXPECT_EQ(Names(volume), Strings{"outside"});
+  EXPECT_EQ(Tree(volume + "/outside"),
+            (std::map<std::string, std::string>{{"inner", "<folder>"}, {"inner/keep", "kept"}}));
 }
 
 TEST(FileOpsTest, LockedFilesAreNotDeleted) {

@@ -4,10 +4,12 @@
 
 #include "zuv/files/file_handle.h"
 #include "zuv/files/file_ops.h"
+#include "zuv/files/internal/file_text.h"
 #include "zuv/platform/file_system.h"
 
 namespace {
 
+using zuv::files_internal::HasNoOwnName;
 using zuv::platform::CurrentFileSystem;
 using zuv::platform::FileSystem;
 using zuv::platform::kNoErr;
@@ -181,6 +183,7 @@ bool Unlock(CZuvFileHandle& handle) {
 }  // namespace
 
 ZuvResult ZuvSwapFile(const CZuvFilePath& a, const CZuvFilePath& b) {
+  if (HasNoOwnName(a) || HasNoOwnName(b)) return kZuvErrInvalidName;
   CZuvFileHandle first(a);
   if (first.IsEmpty()) return kZuvErrFileSystem;
   if (!(first.GetAttribute() & kZuvAttributeWritable)) return kZuvErrAccessDenied;

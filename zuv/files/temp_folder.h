@@ -17,7 +17,8 @@
 ZUV_EXPORT ZuvResult ZuvSetProjectName(const CZuvStringData& name);
 /// Makes what is missing of the project temp folder and initialises *out (may be null) with it.
 /// kZuvErrFailed when the scratch folder cannot be had or is not safe to use (a symbolic link, not
-/// the user's own, open to others) or the project name is refused; else the result of initialising
+/// the user's own, open to others, or in a $TMPDIR where another user may rename it) or the project
+/// name is refused; else the result of initialising
 /// *out, kZuvErrFileSystem when the folder could not be made.
 ZUV_EXPORT ZuvResult ZuvGetProjectTempFolder(CZuvFilePath* out);
 /// Creates a new empty file in `folder` (null: the project temp folder) and initialises *out (may

@@ -1,5 +1,7 @@
 #include "zuv/files/temp_folder.h"
 
+#include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <optional>
 #include <set>
@@ -17,6 +19,8 @@ namespace {
 
 using zuv::files_internal::TempFileCounter;
 using zuv::platform::testing::IsRoot;
+using zuv::platform::testing::MakeDeepTree;
+using zuv::platform::testing::RunWithOpenFileLimit;
 using zuv::platform::testing::ScratchFolder;
 using zuv::platform::testing::WriteFile;
 using zuv::testing::Names;
@@ -90,6 +94,27 @@ TEST_F(TempFolderTest, ProjectFolderIsOneLevelInsideTheScratchFolderAndCleared) 
   EXPECT_TRUE(fs::is_directory(leaf));
 }
 
+// On a tmpfs where there is one, to spare the disk.
+TEST_F(TempFolderTest, ClearingRemovesTreesDeeperThanTheOpenFileLimit) {
+  if (IsRoot()) {
+    ASSERT_EQ(m_scratch.MountTmpfs("tmp", "64m,mode=0755"), m_tmp);
+  }
+  CZuvFilePath leaf;
+  ASSERT_EQ(ZuvGetProjectTempFolder(&leaf), kZuvSuccess);
+  const std::string outside = m_scratch / "outside";
+  fs::create_directory(outside);
+  WriteFile(outside + "/keep", "kept");
+  ASSERT_TRUE(MakeDeepTree(PathText(leaf), 3000, outside));
+  EXPECT_EQ(RunWithOpenFileLimit(64,
+                                 [] {
+                                   ZuvClearProjectTempFolder();
+                                   return 0;
+                                 }),
+            0);
+  EXPECT_EQ(Names(Base() + "/Merid"), Strings{});
+  EXPECT_EQ(Names(outside), Strings{"keep"});
+}
+
 // Whatever stands at the scratch folder's place and is not safe is left alone, and nothing is made
 // through it; nor for a project named "." or "..".
 TEST_F(TempFolderTest, AnUnsafeScratchFolderOrProjectIsRefused) {
@@ -133,6 +158,85 @@ TEST_F(TempFolderTest, AnUnsafeScratchFolderOrProjectIsRefused) {
     ZuvClearProjectTempFolder();
     EXPECT_EQ(Tree(m_scratch.Path()), before);
   }
+}
+
+// A TMPDIR in which another user may rename what is not theirs, or that lies in such a folder, is
+// refused and nothing is made in it; one with the sticky bit is used.
+TEST_F(TempFolderTest, ATmpdirWhereOthersMayRenameIsRefused) {
+  if (!IsRoot()) GTEST_SKIP() << "giving a folder to another user needs root";
+  struct Case {
+    const char* what;
+    int mode;
+    bool othersOwn;
+    int parentMode;
+    bool used;
+  };
+  const Case cases[] = {
+      {"open to others", 0777, false, 0755, false},
+      {"open to its group", 0770, false, 0755, false},
+      {"open to others with the sticky bit", 01777, false, 0755, true},
+      {"another user's", 0755, true, 0755, false},
+      {"inside a folder open to others", 0755, false, 0757, false},
+      {"inside a sticky folder open to others", 0755, false, 01777, true},
+  };
+  const uid_t nobody = zuv::platform::testing::FindNobody().uid;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    const std::string parent = m_scratch / c.what;
+    const std::string tmpdir = parent + "/tmp";
+    fs::create_directories(tmpdir);
+    fs::permissions(parent, fs::perms(c.parentMode));
+    fs::permissions(tmpdir, fs::perms(c.mode));
+    ASSERT_EQ(chown(tmpdir.c_str(), c.othersOwn ? nobody : 0, -1), 0);
+    ScopedEnvironment useTmpdir("TMPDIR", tmpdir.c_str());
+    CZuvFilePath out;
+    EXPECT_EQ(ZuvGetProjectTempFolder(&out), c.used ? kZuvSuccess : kZuvErrFailed);
+    EXPECT_EQ(ZuvCreateTempFile(nullptr, &out), c.used ? kZuvSuccess : kZuvErrAccessDenied);
+    EXPECT_EQ(Names(tmpdir).size(), c.used ? 1u : 0u);
+  }
+}
+
+// Another user swaps the scratch folder in an open TMPDIR with a link to a folder of theirs, again
+// and again, while the library makes temp files as a third user: nothing lands in their folder.
+TEST_F(TempFolderTest, AScratchFolderSwappedForALinkGetsNothing) {
+  if (!IsRoot()) GTEST_SKIP() << "running as two other users needs root";
+  using zuv::platform::testing::BecomeUser;
+  const zuv::platform::testing::Nobody library = zuv::platform::testing::FindNobody();
+  const uid_t attacker = 64999;
+  const std::string shared = m_scratch / "shared";
+  const std::string trap = m_scratch / "trap";
+  const std::string base = shared + "/zuv-" + std::to_string(library.uid);
+  for (const std::string& folder : {shared, trap, base}) fs::create_directory(folder);
+  fs::permissions(shared, fs::perms::all);
+  fs::permissions(trap, fs::perms::all);
+  fs::permissions(base, fs::perms::owner_all);
+  ASSERT_EQ(chown(trap.c_str(), attacker, attacker), 0);
+  ASSERT_EQ(chown(base.c_str(), library.uid, library.gid), 0);
+  fs::create_directory_symlink(trap, shared + "/bait");
+  ScopedEnvironment useTmpdir("TMPDIR", shared.c_str());
+
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+  const pid_t swapper = zuv::platform::testing::StartChild([&] {
+    if (!BecomeUser(attacker, attacker)) return 126;
+    const std::string bait = shared + "/bait";
+    while (std::chrono::steady_clock::now() < end) {
+      renameat2(AT_FDCWD, base.c_str(), AT_FDCWD, bait.c_str(), RENAME_EXCHANGE);
+      std::this_thread::sleep_for(std::chrono::microseconds(200));
+    }
+    return 0;
+  });
+  const pid_t user = zuv::platform::testing::StartChild([&] {
+    if (!BecomeUser(library.uid, library.gid)) return 126;
+    ZuvSetProjectName(Text("Trip"));
+    int made = 0;
+    while (std::chrono::steady_clock::now() < end) {
+      made += ZuvCreateTempFile(nullptr, nullptr) == kZuvSuccess;
+    }
+    return made == 0 ? 0 : 1;
+  });
+  EXPECT_EQ(zuv::platform::testing::WaitForChild(swapper), 0);
+  EXPECT_EQ(zuv::platform::testing::WaitForChild(user), 0) << "the open TMPDIR is refused";
+  EXPECT_EQ(Names(trap), Strings{});
 }
 
 TEST_F(TempFolderTest, TempFileNamesFollowTheCounterAndSkipTakenNames) {

@@ -64,8 +64,9 @@ OSStatus GetParentAndName(const FSRef& item, FSRef* parent, std::u16string* name
 OSStatus UnlinkPath(const std::string& path);
 /// Makes a folder at `path` with `mode` less the umask.
 OSStatus CreateFolderAtPath(const std::string& path, uint32_t mode);
-/// Removes the item at `path` and, for a folder, everything in it, bottom up; symbolic links are
-/// removed, never followed. Removes what it can; true when everything went.
+/// Removes the item at `path` and, for a folder, everything in it, bottom up, at any depth with a
+/// few descriptors; symbolic links are removed, never followed. Removes what it can, and stops
+/// where a folder is moved away meanwhile; true when everything went.
 bool RemoveTree(const std::string& path);
 /// Whether `path` names an item, a symbolic link being followed (a dangling one names nothing).
 bool ExistsFollowingLinks(const std::string& path);
@@ -78,9 +79,11 @@ OSStatus DeleteResourceFork(const FSRef& item);
 FSCatalogInfoBitmap ExchangedCatalogFields();
 
 /// The per-user scratch folder, $TMPDIR/zuv-UID ($TMPDIR unset, empty or relative: /tmp), made
-/// with mode 0700 when missing and `create` is set. kErrFileNotFound when missing and not created;
-/// kErrAccessDenied when what is there is a symbolic link, not a folder, not the user's own, or
-/// open to group or others: nothing may then be made through it.
+/// with mode 0700 when missing and `create` is set; its path has $TMPDIR's links resolved.
+/// kErrFileNotFound when missing and not created; kErrAccessDenied when what is there is a
+/// symbolic link, not a folder, not the user's own, or open to group or others, or when another
+/// user could rename it: a folder on its way belongs to another user than root and the user, or
+/// is open for writing to group or others without the sticky bit. Nothing is then made through it.
 OSStatus FindScratchFolder(bool create, std::string* path);
 /// The local Application Support folder: the first absolute folder of $XDG_DATA_DIRS, without a
 /// trailing "/" (unset or empty: /usr/local/share). False when the variable names none.

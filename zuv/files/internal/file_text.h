@@ -1,8 +1,10 @@
 // The forms in which the file operations hand names and paths to the platform: the UTF-8 bytes of
-// a string value or of a path object's full path, and the UTF-16 units of a name.
+// a string value or of a path object's full path, and the UTF-16 units of a name; and the paths
+// that name no item of their own, which nothing may remove, rename, move or swap.
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "zuv/paths/file_path.h"
 #include "zuv/strings/string_data.h"
@@ -23,5 +25,18 @@ inline std::string FullPathOf(const CZuvFilePath& path) {
   path.GetFullPath(&text);
   return Utf8Of(text);
 }
+
+/// Whether the path reaches its item only by way of another one: the root, or a last component "."
+/// or ".." however many "/" follow it ("a/..", "a/.//", "..", "//"). Such a path is not an entry
+/// of a folder, and removing or renaming "what it names" would act on a folder above or on the one
+/// the link before it leads to. An empty path is not one of them.
+inline bool HasNoOwnName(std::string_view path) {
+  if (path.empty()) return false;
+  while (!path.empty() && path.back() == '/') path.remove_suffix(1);
+  const std::string_view leaf = path.substr(path.rfind('/') + 1);  // npos + 1: the whole path
+  return leaf.empty() || leaf == "." || leaf == "..";
+}
+
+inline bool HasNoOwnName(const CZuvFilePath& path) { return HasNoOwnName(FullPathOf(path)); }
 
 }  // namespace zuv::files_internal

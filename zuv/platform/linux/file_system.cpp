@@ -9,10 +9,12 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 #include "zuv/platform/linux/status.h"
 #include "zuv/platform/text.h"
@@ -94,29 +96,96 @@ OSStatus RenameTo(const FSRef& item, const std::string& to, FSRef* renamed) {
   return MakeRef(to, renamed);
 }
 
-// Empties the folder open at `fd` (which it takes over) bottom up, never following a symbolic
-// link: unlinkat removes a link itself, and a folder is entered by openat with O_NOFOLLOW.
-bool EmptyFolder(int fd) {
-  DIR* folder = fdopendir(fd);
-  if (folder == nullptr) {
+// How many folders of a tree being removed are held open at most. A folder above them is closed
+// on the way down and opened again as ".." of the one below on the way back, so that a tree of any
+// depth is removed with this many descriptors.
+constexpr size_t kOpenFoldersHeld = 8;
+
+// A folder on the way down a tree being removed: its stream (null while closed), its identity, its
+// name in the folder above, and the names in it that could not be removed, which a stream opened
+// again passes over.
+struct TreeLevel {
+  DIR* stream = nullptr;
+  dev_t device = 0;
+  ino_t inode = 0;
+  std::string name;
+  std::set<std::string> kept;
+};
+
+// Opens `name` in the folder `at` as a stream, never through a symbolic link.
+std::optional<TreeLevel> OpenTreeLevel(int at, const char* name) {
+  const int fd = openat(at, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  struct stat st;
+  if (fd < 0) return std::nullopt;
+  DIR* stream = fstat(fd, &st) == 0 ? fdopendir(fd) : nullptr;
+  if (stream == nullptr) {
     close(fd);
+    return std::nullopt;
+  }
+  return TreeLevel{stream, st.st_dev, st.st_ino, name, {}};
+}
+
+// Empties the folder at `path` bottom up, never following a symbolic link: unlinkat removes a link
+// itself, and a folder is entered by openat with O_NOFOLLOW. A folder opened again from below must
+// be the one that was left, else the walk stops there, as the tree has been moved meanwhile. True
+// when everything in it went.
+bool EmptyTree(const std::string& path) {
+  std::vector<TreeLevel> levels;
+  if (std::optional<TreeLevel> top = OpenTreeLevel(AT_FDCWD, path.c_str())) {
+    levels.push_back(std::move(*top));
+  } else {
     return false;
   }
+  size_t firstOpen = 0;  // the levels from here down have their streams open
   bool emptied = true;
-  while (const dirent* entry = readdir(folder)) {
-    const std::string_view name = entry->d_name;
-    if (name == "." || name == "..") continue;
-    if (unlinkat(dirfd(folder), entry->d_name, 0) == 0) continue;
-    if (errno != EISDIR) {
-      emptied = false;
+  while (!levels.empty()) {
+    TreeLevel& level = levels.back();
+    const int fd = dirfd(level.stream);
+    if (const dirent* entry = readdir(level.stream)) {
+      const std::string name = entry->d_name;
+      if (name == "." || name == ".." || level.kept.count(name) != 0) continue;
+      if (unlinkat(fd, name.c_str(), 0) == 0) continue;
+      const bool isFolder = errno == EISDIR;
+      std::optional<TreeLevel> child;
+      if (isFolder) child = OpenTreeLevel(fd, name.c_str());
+      if (!child) {
+        // Not a folder, or a folder that cannot be entered but may be empty.
+        if (!isFolder || unlinkat(fd, name.c_str(), AT_REMOVEDIR) != 0) {
+          level.kept.insert(name);
+          emptied = false;
+        }
+        continue;
+      }
+      levels.push_back(std::move(*child));
+      if (levels.size() - firstOpen > kOpenFoldersHeld) {
+        closedir(levels[firstOpen].stream);
+        levels[firstOpen++].stream = nullptr;
+      }
       continue;
     }
-    const int child =
-        openat(dirfd(folder), entry->d_name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    emptied = child >= 0 && EmptyFolder(child) && emptied;
-    emptied = unlinkat(dirfd(folder), entry->d_name, AT_REMOVEDIR) == 0 && emptied;
+    if (levels.size() == 1) {
+      closedir(level.stream);
+      break;
+    }
+    TreeLevel& parent = levels[levels.size() - 2];
+    if (parent.stream == nullptr) {
+      std::optional<TreeLevel> above = OpenTreeLevel(fd, "..");
+      if (!above || above->device != parent.device || above->inode != parent.inode) {
+        if (above) closedir(above->stream);
+        for (size_t i = firstOpen; i < levels.size(); ++i) closedir(levels[i].stream);
+        return false;
+      }
+      parent.stream = above->stream;
+      --firstOpen;
+    }
+    const std::string name = std::move(level.name);
+    closedir(level.stream);
+    levels.pop_back();
+    if (unlinkat(dirfd(parent.stream), name.c_str(), AT_REMOVEDIR) != 0) {
+      parent.kept.insert(name);
+      emptied = false;
+    }
   }
-  closedir(folder);
   return emptied;
 }
 
@@ -293,8 +362,7 @@ bool RemoveTree(const std::string& path) {
   struct stat st;
   if (lstat(item.c_str(), &st) != 0) return false;
   if (!S_ISDIR(st.st_mode)) return unlink(item.c_str()) == 0;
-  const int fd = open(item.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-  const bool emptied = fd >= 0 && EmptyFolder(fd);
+  const bool emptied = EmptyTree(item);
   return rmdir(item.c_str()) == 0 && emptied;
 }
 
@@ -307,26 +375,76 @@ FSCatalogInfoBitmap ExchangedCatalogFields() {
          kFSCatInfoFinderXInfo;
 }
 
-// The folder is checked through a descriptor opened without following a link, so that what is
-// checked is what was found; a refused folder is reported and nothing is made in it.
+// Whether the folder open at `fd` keeps other users from renaming or removing what is in it: it is
+// root's or the user's own, and open for writing to group or others only with the sticky bit.
+bool KeepsOthersOut(int fd, uid_t user) {
+  struct stat st;
+  return fstat(fd, &st) == 0 && (st.st_uid == 0 || st.st_uid == user) &&
+         ((st.st_mode & 022) == 0 || (st.st_mode & S_ISVTX) != 0);
+}
+
+// Opens the folder at the canonical `path` one level at a time from the root, never through a
+// symbolic link, and makes *fd. kErrAccessDenied when a folder on the way does not keep others out.
+OSStatus OpenGuardedFolder(const std::string& path, uid_t user, int* fd) {
+  int folder = open("/", O_PATH | O_DIRECTORY | O_CLOEXEC);
+  if (folder < 0) return StatusFromErrno(errno);
+  for (size_t start = 1;;) {
+    if (!KeepsOthersOut(folder, user)) {
+      close(folder);
+      return kErrAccessDenied;
+    }
+    if (start >= path.size()) break;
+    const size_t end = std::min(path.find('/', start), path.size());
+    const int next = openat(folder, path.substr(start, end - start).c_str(),
+                            O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    const int error = errno;
+    close(folder);
+    if (next < 0) {
+      return error == ELOOP || error == ENOTDIR ? kErrAccessDenied : StatusFromErrno(error);
+    }
+    folder = next;
+    start = end + 1;
+  }
+  *fd = folder;
+  return kNoErr;
+}
+
+// Every folder from the root to the scratch folder is checked through a descriptor opened without
+// following a link, and the scratch folder is made and opened relative to the one above it, so
+// that what is checked is what was found. As no other user can rename anything on that way, its
+// path keeps naming the same folder for every later use. A refused folder is reported and nothing
+// is made in it.
 OSStatus FindScratchFolder(bool create, std::string* path) {
   const char* tmpdir = std::getenv("TMPDIR");
-  std::string folder = tmpdir != nullptr && tmpdir[0] == '/' ? tmpdir : "/tmp";
-  while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
+  FSRef folder;  // a path that ends in "." is resolved whole, links included
+  if (const OSStatus status = MakeRef(
+          std::string(tmpdir != nullptr && tmpdir[0] == '/' ? tmpdir : "/tmp") + "/.", &folder);
+      status != kNoErr) {
+    return status;
+  }
   const uid_t user = geteuid();
-  const std::string base = ChildPath(folder, "zuv-" + std::to_string(user));
-  if (create && mkdir(base.c_str(), 0700) != 0 && errno != EEXIST) return StatusFromErrno(errno);
-
-  const int fd = open(base.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  int parent = -1;
+  if (const OSStatus status = OpenGuardedFolder(folder.path, user, &parent); status != kNoErr) {
+    return status;
+  }
+  const std::string name = "zuv-" + std::to_string(user);
+  if (create && mkdirat(parent, name.c_str(), 0700) != 0 && errno != EEXIST) {
+    const int error = errno;
+    close(parent);
+    return StatusFromErrno(error);
+  }
+  const int fd = openat(parent, name.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  const int error = errno;
+  close(parent);
   if (fd < 0) {
-    if (errno == ENOENT) return kErrFileNotFound;
-    return errno == ELOOP || errno == ENOTDIR ? kErrAccessDenied : StatusFromErrno(errno);
+    if (error == ENOENT) return kErrFileNotFound;
+    return error == ELOOP || error == ENOTDIR ? kErrAccessDenied : StatusFromErrno(error);
   }
   struct stat st;
   const bool safe = fstat(fd, &st) == 0 && st.st_uid == user && (st.st_mode & 077) == 0;
   close(fd);
   if (!safe) return kErrAccessDenied;
-  *path = base;
+  *path = ChildPath(folder.path, name);
   return kNoErr;
 }
 

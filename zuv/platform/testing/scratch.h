@@ -1,12 +1,14 @@
 // Real file systems for tests: a scratch folder that cleans up after itself, mounts made beneath it
 // (tmpfs, an ISO 9660 image, a loop-mounted ext2 image) that are undone when it goes, locked files,
-// ownership, and running a check in a child process that has dropped to an unprivileged user.
+// ownership, trees deeper than any path, and running a check in a child process that has dropped
+// to an unprivileged user or may open only a few files.
 // Header-only; compiled into the tests alone. Whatever needs root or a missing tool reports why it
 // cannot run.
 #pragma once
 
 #include <cstdint>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -14,6 +16,7 @@
 #include <pwd.h>
 #include <string>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -75,23 +78,64 @@ inline Nobody FindNobody() {
   return nobody;
 }
 
-/// Runs `check` in a child process that runs as nobody with nogroup as its only group, and returns
-/// what it returns (-1 when the child could not be started or did not exit normally). The child
-/// inherits this process's memory, caches included.
-inline int RunAsNobody(const std::function<int()>& check) {
-  const Nobody nobody = FindNobody();
+/// Starts `check` in a child process, which exits with what it returns. -1 when it could not be
+/// started. The child inherits this process's memory, caches included.
+inline pid_t StartChild(const std::function<int()>& check) {
   const pid_t child = fork();
-  if (child < 0) return -1;
-  if (child == 0) {
-    if (setgroups(1, &nobody.gid) != 0 || setresgid(nobody.gid, nobody.gid, nobody.gid) != 0 ||
-        setresuid(nobody.uid, nobody.uid, nobody.uid) != 0) {
-      _exit(126);
-    }
-    _exit(check());
-  }
+  if (child == 0) _exit(check());
+  return child;
+}
+
+/// What the child exited with; -1 when it was not started or did not exit normally.
+inline int WaitForChild(pid_t child) {
   int status = 0;
-  if (waitpid(child, &status, 0) != child || !WIFEXITED(status)) return -1;
+  if (child < 0 || waitpid(child, &status, 0) != child || !WIFEXITED(status)) return -1;
   return WEXITSTATUS(status);
+}
+
+inline int RunInChild(const std::function<int()>& check) { return WaitForChild(StartChild(check)); }
+
+/// Drops the calling process to the user `uid` with `gid` as its only group; false when refused.
+inline bool BecomeUser(uid_t uid, gid_t gid) {
+  return setgroups(1, &gid) == 0 && setresgid(gid, gid, gid) == 0 && setresuid(uid, uid, uid) == 0;
+}
+
+/// Runs `check` in a child process that runs as nobody with nogroup as its only group, and returns
+/// what it returns (126 when it could not drop to nobody).
+inline int RunAsNobody(const std::function<int()>& check) {
+  return RunInChild([&] {
+    const Nobody nobody = FindNobody();
+    return BecomeUser(nobody.uid, nobody.gid) ? check() : 126;
+  });
+}
+
+/// Runs `check` in a child process that may have at most `limit` open files.
+inline int RunWithOpenFileLimit(rlim_t limit, const std::function<int()>& check) {
+  return RunInChild([&] {
+    const rlimit lowered = {limit, limit};
+    return setrlimit(RLIMIT_NOFILE, &lowered) == 0 ? check() : 126;
+  });
+}
+
+/// Makes `depth` folders "d", each inside the one before, in the existing folder `top`, without
+/// ever naming one by a path that long. Each holds a file "f"; the deepest also holds a symbolic
+/// link "out" to `outside`. False when any of it could not be made.
+inline bool MakeDeepTree(const std::string& top, int depth, const std::string& outside) {
+  int fd = open(top.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  for (int level = 0; fd >= 0 && level < depth; ++level) {
+    const int parent = fd;
+    fd = mkdirat(parent, "d", 0755) == 0 ? openat(parent, "d", O_RDONLY | O_DIRECTORY | O_CLOEXEC)
+                                         : -1;
+    close(parent);
+    const int file = fd >= 0 ? openat(fd, "f", O_CREAT | O_WRONLY | O_CLOEXEC, 0644) : -1;
+    if (file < 0 || close(file) != 0) {
+      if (fd >= 0) close(fd);
+      return false;
+    }
+  }
+  const bool linked = fd >= 0 && symlinkat(outside.c_str(), fd, "out") == 0;
+  if (fd >= 0) close(fd);
+  return linked;
 }
 
 /// A new folder under /tmp, open to every user so that a child that dropped its privileges can
