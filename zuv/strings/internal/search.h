@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -220,9 +221,10 @@ inline size_t FindLastBytes(std::string_view text, std::string_view find) {
 /// empty). In well-formed UTF-8 a byte search finds exactly the occurrences that a search in
 /// UTF-16 units finds, and at the same characters.
 inline size_t FindUtf8(std::string_view text, std::string_view find, bool last) {
-  if (find.empty() || !zuv::platform::IsWellFormedUtf8(text) ||
-      !zuv::platform::IsWellFormedUtf8(find))
-    return kNotFound;
+  const auto wellFormed = [](std::string_view utf8) {
+    return (utf8.size() <= INT32_MAX && IsAscii(utf8)) || zuv::platform::IsWellFormedUtf8(utf8);
+  };
+  if (find.empty() || !wellFormed(text) || !wellFormed(find)) return kNotFound;
   return last ? FindLastBytes(text, find) : FindBytes(text, find);
 }
 
