@@ -91,6 +91,15 @@ ZUV_VECTOR_CLONES int CountCharacterStarts(const unsigned char* bytes, int lengt
     }
     for (const unsigned char laneCount : lanes) count += laneCount;
   }
+  // The rest, and short strings such as paths, eight bytes at a time where they are ASCII.
+  for (; length - i >= 8; i += 8) {
+    using zuv::strings_internal::kHighBits, zuv::strings_internal::Load8;
+    if ((Load8(reinterpret_cast<const char*>(bytes + i)) & kHighBits) == 0) {
+      count += 8;
+    } else {
+      for (int k = 0; k < 8; ++k) count += StartsCountedCharacter(bytes[i + k]);
+    }
+  }
   for (; i < length; ++i) count += StartsCountedCharacter(bytes[i]);
   return count;
 }
