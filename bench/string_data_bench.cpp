@@ -138,4 +138,29 @@ BENCHMARK_CAPTURE(Utf8LengthRef, ascii, TextKind::kAscii)->Name("Utf8Length/asci
 BENCHMARK_CAPTURE(Utf8LengthZuv, mixed, TextKind::kMixed)->Name("Utf8Length/mixed/zuv");
 BENCHMARK_CAPTURE(Utf8LengthRef, mixed, TextKind::kMixed)->Name("Utf8Length/mixed/ref");
 
+// A 60-byte path, the length the application counts most often.
+const char kPath60[] = "/home/user/Pictures/2024/06/Holiday in Kyoto/IMG_0001.JPG.xm";
+static_assert(sizeof(kPath60) == 61);
+
+template <typename Measure>
+void LengthOfPath(benchmark::State& state, Measure measure) {
+  for (auto _ : state) {
+    const char* bytes = kPath60;
+    benchmark::DoNotOptimize(bytes);
+    benchmark::DoNotOptimize(measure(bytes));
+  }
+}
+
+void Utf8LengthPathZuv(benchmark::State& state) {
+  LengthOfPath(state, ZuvMacStringUtility::utf8_length);
+  SetGoal(state, "utf8_length", 2.0);
+}
+BENCHMARK(Utf8LengthPathZuv)->Name("Utf8Length/path60/zuv");
+
+void Utf8LengthPathRef(benchmark::State& state) {
+  LengthOfPath(state, [](const char* bytes) { return std::strlen(bytes); });
+  state.SetLabel("strlen");
+}
+BENCHMARK(Utf8LengthPathRef)->Name("Utf8Length/path60/ref");
+
 }  // namespace

@@ -4,6 +4,8 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
+#include <string.h>
 #include <string>
 #include <strings.h>
 #include <vector>
@@ -74,6 +76,90 @@ void CmpiRef(benchmark::State& state) {
   state.SetLabel("strcasecmp");
 }
 BENCHMARK(CmpiRef)->Name("Cmpi/path40/ref");
+
+// Two 40-byte paths that differ only in their last character.
+const char kPathC[] = "/home/user/Pictures/2024/06/IMG_0001.JPG";
+const char kPathD[] = "/home/user/Pictures/2024/06/IMG_0001.JPH";
+
+void CmpZuv(benchmark::State& state) {
+  const CZuvStringData a(ZuvCharUtf8{kPathC});
+  const CZuvStringData b(ZuvCharUtf8{kPathD});
+  CountingAllocations(state, [&] { return ZuvStringDataCmp(a, b); });
+  SetGoal(state, "ZuvStringDataCmp", 3.0);
+}
+BENCHMARK(CmpZuv)->Name("Cmp/path40/zuv");
+
+void CmpRef(benchmark::State& state) {
+  CountingAllocations(state, [] {
+    const char* a = kPathC;
+    benchmark::DoNotOptimize(a);
+    return std::strcmp(a, kPathD);
+  });
+  state.SetLabel("strcmp");
+}
+BENCHMARK(CmpRef)->Name("Cmp/path40/ref");
+
+// A search that naive matching makes quadratic: 1 MB of "a", and a needle of 10,000 "a" and a "b"
+// that never occurs. Each search is judged against ZuvStringDataStr on the same input, which is
+// itself judged against glibc's memmem, a linear search of bytes.
+struct Hostile {
+  std::string text = std::string(1000000, 'a');
+  std::string needle = std::string(10000, 'a') + "b";
+};
+
+const Hostile& HostileInput() {
+  static const Hostile input;
+  return input;
+}
+
+using Search = CZuvStringData (*)(const CZuvStringData&, const CZuvStringData&);
+
+void HostileSearch(benchmark::State& state, Search search) {
+  const CZuvStringData text(ZuvCharUtf8{HostileInput().text.c_str()});
+  const CZuvStringData needle(ZuvCharUtf8{HostileInput().needle.c_str()});
+  for (auto _ : state) benchmark::DoNotOptimize(search(text, needle));
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * HostileInput().text.size()));
+}
+
+void HostileStrZuv(benchmark::State& state) {
+  HostileSearch(state, ZuvStringDataStr);
+  SetGoal(state, "ZuvStringDataStr", 3.0);
+}
+BENCHMARK(HostileStrZuv)->Name("HostileSearch/Str/zuv")->Unit(benchmark::kMicrosecond);
+
+void HostileStrRef(benchmark::State& state) {
+  const Hostile& input = HostileInput();
+  for (auto _ : state) {
+    const char* text = input.text.c_str();
+    benchmark::DoNotOptimize(text);
+    benchmark::DoNotOptimize(
+        memmem(text, input.text.size(), input.needle.data(), input.needle.size()));
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * input.text.size()));
+  state.SetLabel("memmem");
+}
+BENCHMARK(HostileStrRef)->Name("HostileSearch/Str/ref")->Unit(benchmark::kMicrosecond);
+
+void HostileStrNoCaseZuv(benchmark::State& state) {
+  HostileSearch(state, ZuvStringDataStrNoCase);
+  SetGoal(state, "ZuvStringDataStrNoCase", 3.0);
+}
+BENCHMARK(HostileStrNoCaseZuv)->Name("HostileSearch/StrNoCase/zuv")->Unit(benchmark::kMicrosecond);
+
+void HostileStrReverseZuv(benchmark::State& state) {
+  HostileSearch(state, ZuvStringDataStrReverse);
+  SetGoal(state, "ZuvStringDataStrReverse", 3.0);
+}
+BENCHMARK(HostileStrReverseZuv)
+    ->Name("HostileSearch/StrReverse/zuv")
+    ->Unit(benchmark::kMicrosecond);
+
+void HostileStrAsRef(benchmark::State& state) {
+  HostileSearch(state, ZuvStringDataStr);
+  state.SetLabel("ZuvStringDataStr");
+}
+BENCHMARK(HostileStrAsRef)->Name("HostileSearch/StrNoCase/ref")->Unit(benchmark::kMicrosecond);
+BENCHMARK(HostileStrAsRef)->Name("HostileSearch/StrReverse/ref")->Unit(benchmark::kMicrosecond);
 
 // About 1 MiB in 10,000 lines, each holding the word to replace once.
 const std::string& ReplaceText() {

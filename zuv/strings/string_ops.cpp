@@ -1,11 +1,14 @@
 #include "zuv/strings/string_ops.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <string>
 #include <string_view>
 
 #include "zuv/platform/text.h"
+#include "zuv/strings/internal/ascii_words.h"
+#include "zuv/strings/internal/search.h"
 #include "zuv/strings/internal/utf16_text.h"
 #include "zuv/strings/utf8_utility.h"
 
@@ -57,23 +60,21 @@ UnitPosition FindUnit(std::string_view utf8, size_t unit) {
   return at;
 }
 
-// The first occurrence of `find` in `text`, as a byte offset into `text`; npos when there is none
-// or either side is not well-formed UTF-8 (the platform reads such text as empty). For well-formed
-// UTF-8 a byte search finds exactly the occurrences that a search in UTF-16 units finds, and at
-// the same characters.
 size_t FindLiteral(std::string_view text, std::string_view find) {
-  if (find.empty() || !zuv::platform::IsWellFormedUtf8(text) ||
-      !zuv::platform::IsWellFormedUtf8(find))
-    return std::string_view::npos;
-  return text.find(find);
+  return zuv::strings_internal::FindUtf8(text, find, /*last=*/false);
 }
 
+// The first occurrence as the platform's case-insensitive search in UTF-16 units finds it, as a
+// byte offset. ASCII text is its own UTF-16 form and is searched without decoding.
 size_t FindNoCase(std::string_view text, std::string_view find) {
-  const zuv::strings_internal::Utf16Text textUnits(text);
-  const zuv::strings_internal::Utf16Text findUnits(find);
-  const int32_t unit = zuv::platform::FindUnits(textUnits.Units(), findUnits.Units(),
-                                                /*ignoreCase=*/true, /*backwards=*/false);
-  return unit < 0 ? std::string_view::npos : FindUnit(text, static_cast<size_t>(unit)).byte;
+  using namespace zuv::strings_internal;
+  const Utf16Text findUnits(find);
+  if (findUnits.Units().empty()) return std::string_view::npos;
+  if (text.size() <= INT32_MAX && IsAscii(text))
+    return TwoWayFind(AsciiFolded(text), UnitsFolded(findUnits.Units()));
+  const Utf16Text textUnits(text);
+  const size_t unit = TwoWayFind(UnitsFolded(textUnits.Units()), UnitsFolded(findUnits.Units()));
+  return unit == kNotFound ? std::string_view::npos : FindUnit(text, unit).byte;
 }
 
 // The fields of s between occurrences of a separator, found left to right without overlap, as
@@ -108,7 +109,7 @@ class FieldWalk {
       m_foundOnce = true;
     }
     m_restStart = AdvanceChars(m_text, found, m_lengthOfSeparator);
-    m_next = m_text.find(m_separator, m_restStart);
+    m_next = zuv::strings_internal::FindBytes(m_text, m_separator, m_restStart);
     return true;
   }
 
@@ -232,7 +233,7 @@ CZuvStringData ZuvStringDataReplace(const CZuvStringData& s, const CZuvStringDat
 // trimmed range out of s. Callers see the results of exactly these steps, also where they differ
 // from a plain trim: text that is not well-formed UTF-8 has no field and is kept whole, and a
 // value made from UTF-16 or the system encoding counts characters outside the Basic Multilingual
-// Plane as two in its length.
+// Plane as two in its length. Only the first and the last field are looked at, so no field is made.
 CZuvStringData ZuvString::Trim(const CZuvStringData& s, const CZuvStringData& chars, bool bLeft,
                                bool bRight) {
   if (chars.IsEmpty() || (!bLeft && !bRight)) return s;
@@ -244,16 +245,35 @@ CZuvStringData ZuvString::Trim(const CZuvStringData& s, const CZuvStringData& ch
     work = ZuvStringDataReplace(work, chars.Mid(i, 1), first);
   }
 
-  std::vector<CZuvStringData> pieces;
-  ZuvStringDataSplit(work, first, &pieces);
-  if (pieces.empty()) {
-    // Only set characters (or nothing at all), or no set character: nothing or all of s.
-    if (ZuvStringDataReplace(work, first, CZuvStringData()).IsEmpty()) return CZuvStringData();
-    return s;
-  }
+  // The non-empty fields of the split: the first, the last, and how many.
+  const char* const workText = work.GetPtrUtf8();
+  FieldWalk walk(work, first);
+  std::string_view front, back;
+  size_t fields = 0;
+  const auto take = [&](std::string_view field) {
+    if (field.empty()) return;
+    if (fields++ == 0) front = field;
+    back = field;
+  };
+  while (walk.Next()) take(walk.Field());
+  if (walk.FoundOnce()) take(walk.Rest());
+  // No field: only set characters (or nothing at all) give nothing, no set character gives s.
+  if (fields == 0) return walk.FoundOnce() || *workText == 0 ? CZuvStringData() : s;
+
+  // Lengths as GetLengthChar gives them for values holding these bytes: the characters of a
+  // piece of work, and of a tail of s.
+  const auto fieldLength = [workText](std::string_view field) -> unsigned long {
+    const size_t at = static_cast<size_t>(field.data() - workText);
+    return ZuvMacStringUtility::utf8_length(workText + at) -
+           ZuvMacStringUtility::utf8_length(workText + at + field.size());
+  };
+  const std::string_view text = Utf8(s);
+  const auto tailLength = [text](size_t at) -> unsigned long {
+    return at == std::string_view::npos ? 0 : ZuvMacStringUtility::utf8_length(text.data() + at);
+  };
 
   const unsigned long length = s.GetLengthChar();
-  const unsigned long foundLength = ZuvStringDataStr(s, pieces.front()).GetLengthChar();
+  const unsigned long foundLength = tailLength(FindLiteral(text, front));
   unsigned long start = 0;
   unsigned long count = length;
   if (bLeft) {
@@ -261,13 +281,11 @@ CZuvStringData ZuvString::Trim(const CZuvStringData& s, const CZuvStringData& ch
     count = foundLength;
   }
   if (bRight) {
-    if (pieces.size() == 1) {
-      count = count + pieces.front().GetLengthChar() - foundLength;
+    if (fields == 1) {
+      count = count + fieldLength(front) - foundLength;
     } else {
-      const CZuvStringData& last = pieces.back();
-      const CZuvStringData tail =
-          ZuvMacStringUtility::utf8_strreverse(s.GetPtrUtf8(), last.GetPtrUtf8());
-      count = count - (tail.GetLengthChar() - last.GetLengthChar());
+      const size_t last = zuv::strings_internal::FindUtf8(text, back, /*last=*/true);
+      count = count - (tailLength(last) - fieldLength(back));
     }
   }
   return s.Mid(start, count);

@@ -6,6 +6,7 @@
 #include <optional>
 #include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -40,10 +41,11 @@ const std::nullopt_t kNone = std::nullopt;
 
 namespace literal {
 
-CZuvStringData Str(const CZuvStringData& s, const CZuvStringData& f, bool noCase = false) {
+CZuvStringData Str(const CZuvStringData& s, const CZuvStringData& f, bool noCase = false,
+                   bool backwards = false) {
   const auto text = s.CreateCopyCFString();
   const int32_t at =
-      zuv::platform::FindUnits(text->Units(), f.CreateCopyCFString()->Units(), noCase, false);
+      zuv::platform::FindUnits(text->Units(), f.CreateCopyCFString()->Units(), noCase, backwards);
   CZuvStringData tail;
   if (at >= 0) tail.InitWithCFString(text->CreateSubstring(at, text->GetLength() - at).get());
   return tail;
@@ -280,6 +282,14 @@ void ExpectSameAsLiteral(const Inputs& in) {
   const auto f = [&] { return MakeValue(in.f, in.fForm); };
   EXPECT_EQ(Shape(ZuvStringDataStr(s(), f())), Shape(literal::Str(s(), f())));
   EXPECT_EQ(Shape(ZuvStringDataStrNoCase(s(), f())), Shape(literal::Str(s(), f(), true)));
+  const CZuvStringData sUtf8 = Utf8(s().GetPtrUtf8());
+  const CZuvStringData fUtf8 = Utf8(f().GetPtrUtf8());
+  EXPECT_EQ(Shape(ZuvStringDataStrReverse(s(), f())),
+            Shape(literal::Str(sUtf8, fUtf8, false, true)));
+  const std::string_view sBytes = sUtf8.GetPtrUtf8(), fBytes = fUtf8.GetPtrUtf8();
+  const size_t last = sBytes.size() > fBytes.size() ? sBytes.rfind(fBytes) : std::string::npos;
+  EXPECT_EQ(Shape(ZuvStringDataStrReverseIgnoreEncode(s(), f())),
+            last == std::string::npos ? kNone : std::optional(std::string(sBytes.substr(last))));
   EXPECT_EQ(Shape(ZuvStringDataReplace(s(), f(), Utf8(in.with))),
             Shape(literal::Replace(s(), f(), Utf8(in.with))));
   std::vector<CZuvStringData> fast, slow;
@@ -316,6 +326,27 @@ TEST(StringOpsEquivalenceTest, TrickyInputs) {
   for (const Inputs& in : cases) ExpectSameAsLiteral(in);
 }
 
+// Few distinct characters and long, periodic separators: the inputs on which a search shifts least
+// and must remember what it has matched.
+TEST(StringOpsEquivalenceTest, RepetitiveInputs) {
+  const std::string pieces[] = {"a", "a", "a", "b", "A", "é", "É"};
+  std::mt19937 random(7);
+  const auto text = [&](int least, int most) {
+    std::string out;
+    for (int n = std::uniform_int_distribution<>(least, most)(random); n > 0; --n) {
+      out += pieces[std::uniform_int_distribution<size_t>(0, 6)(random)];
+    }
+    return out;
+  };
+  for (int i = 0; i < 400; ++i) {
+    const std::string f = text(1, 8);
+    // The separator repeated, with a character changed here and there.
+    std::string s;
+    for (int n = std::uniform_int_distribution<>(0, 5)(random); n > 0; --n) s += f + text(0, 1);
+    ExpectSameAsLiteral({s + text(0, 6), f, "-"});
+  }
+}
+
 TEST(StringOpsEquivalenceTest, RandomInputs) {
   const std::string pieces[] = {"a", "b", ",", "-",    "é",    "É",
                                 "€", "😀", " ", "\x80", "\xC3", "\xFF"};
@@ -333,6 +364,46 @@ TEST(StringOpsEquivalenceTest, RandomInputs) {
     in.fForm = (i / 3) % 3;
     ExpectSameAsLiteral(in);
   }
+}
+
+// Inputs on which a naive search compares the whole needle at every position. The checks are on
+// the results; the benchmark holds the timing goal.
+TEST(StringOpsTest, SearchesHostileInputsInLinearTime) {
+  const std::string run(200000, 'a');
+  const std::string needle = std::string(5000, 'a') + "b";
+  const CZuvStringData hostile = Utf8(run);
+  const CZuvStringData find = Utf8(needle);
+  EXPECT_EQ(Shape(ZuvStringDataStr(hostile, find)), kNone);
+  EXPECT_EQ(Shape(ZuvStringDataStrNoCase(hostile, find)), kNone);
+  EXPECT_EQ(Shape(ZuvStringDataStrReverse(hostile, find)), kNone);
+  EXPECT_EQ(Shape(ZuvStringDataStrReverseIgnoreEncode(hostile, find)), kNone);
+  EXPECT_EQ(Shape(ZuvStringDataReplace(hostile, find, Utf8("x"))), run);
+
+  // Occurrences at both ends and in the middle, and text that is not ASCII.
+  const std::string found = run + "b" + run + "b";
+  const CZuvStringData twice = Utf8(found);
+  EXPECT_EQ(Shape(ZuvStringDataStr(twice, find)), found.substr(run.size() - 5000));
+  EXPECT_EQ(Shape(ZuvStringDataStrReverse(twice, find)), needle);
+  EXPECT_EQ(Shape(ZuvStringDataStrReverseIgnoreEncode(twice, find)), needle);
+  EXPECT_EQ(Shape(ZuvStringDataStrNoCase(Utf8("É" + found), Utf8(std::string(5000, 'A') + "B"))),
+            found.substr(run.size() - 5000));
+  EXPECT_EQ(Shape(ZuvStringDataStrNoCase(Utf8(run + "é"), Utf8(std::string(5000, 'A') + "É"))),
+            std::string(5000, 'a') + "é");
+  std::vector<CZuvStringData> fields;
+  ZuvStringDataSplit(twice, find, &fields);
+  EXPECT_EQ(Texts(fields),
+            Strings({std::string(run.size() - 5000, 'a'), std::string(run.size() - 5000, 'a')}));
+}
+
+// Trimming a long text makes no piece of it beyond the result.
+TEST(StringOpsTest, TrimsLongText) {
+  const std::string body = "a" + std::string(1 << 20, ' ') + "é,b";
+  const std::string padded = " ,\t" + body + ", \t ";
+  const CZuvStringData s = Utf8(padded);
+  EXPECT_EQ(Shape(ZuvStringDataTrim(s, Utf8(" \t,"))), body);
+  EXPECT_EQ(Shape(ZuvStringDataTrimLeft(s, Utf8(",\t "))), body + ", \t ");
+  EXPECT_EQ(Shape(ZuvStringDataTrimRight(s, Utf8(" "))), " ,\t" + body + ", \t");
+  EXPECT_EQ(Shape(ZuvStringDataTrim(Utf8(std::string(1 << 20, ' ')), Utf8(" "))), kNone);
 }
 
 }  // namespace

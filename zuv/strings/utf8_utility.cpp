@@ -9,6 +9,8 @@
 #include <string_view>
 
 #include "zuv/platform/text.h"
+#include "zuv/strings/internal/ascii_words.h"
+#include "zuv/strings/internal/search.h"
 #include "zuv/strings/internal/utf16_text.h"
 
 // Clones of a hot loop for wider vector units, chosen once when the library is loaded. Not under
@@ -89,6 +91,15 @@ ZUV_VECTOR_CLONES int CountCharacterStarts(const unsigned char* bytes, int lengt
     }
     for (const unsigned char laneCount : lanes) count += laneCount;
   }
+  // The rest, and short strings such as paths, eight bytes at a time where they are ASCII.
+  for (; length - i >= 8; i += 8) {
+    using zuv::strings_internal::kHighBits, zuv::strings_internal::Load8;
+    if ((Load8(reinterpret_cast<const char*>(bytes + i)) & kHighBits) == 0) {
+      count += 8;
+    } else {
+      for (int k = 0; k < 8; ++k) count += StartsCountedCharacter(bytes[i + k]);
+    }
+  }
   for (; i < length; ++i) count += StartsCountedCharacter(bytes[i]);
   return count;
 }
@@ -98,32 +109,7 @@ ZUV_VECTOR_CLONES int CountCharacterStarts(const unsigned char* bytes, int lengt
 // ASCII text is its own UTF-16 form, one unit per byte, and its simple case folding is A-Z to
 // a-z. So when both sides are ASCII, which paths and names mostly are, the platform comparisons
 // need no decoding: they compare the bytes.
-constexpr uint64_t kOnes = 0x0101010101010101ull;
-constexpr uint64_t kHighBits = 0x80 * kOnes;
-
-char FoldAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 0x20) : c; }
-
-// Eight ASCII bytes with A-Z raised to a-z.
-uint64_t FoldAsciiWord(uint64_t word) {
-  const uint64_t atLeastA = word + (0x80 - 'A') * kOnes;
-  const uint64_t aboveZ = word + (0x80 - 'Z' - 1) * kOnes;
-  return word | ((atLeastA & ~aboveZ & kHighBits) >> 2);
-}
-
-uint64_t Load8(const char* p) {
-  uint64_t word;
-  std::memcpy(&word, p, 8);
-  return word;
-}
-
-// The high bits of the bytes [from, to) of `text`: zero when they are all ASCII.
-uint64_t HighBits(const char* text, size_t from, size_t to) {
-  uint64_t high = 0;
-  size_t i = from;
-  for (; i + 8 <= to; i += 8) high |= Load8(text + i);
-  for (; i < to; ++i) high |= static_cast<unsigned char>(text[i]);
-  return high & kHighBits;
-}
+using namespace zuv::strings_internal;
 
 // The comparison of the first `limitA` bytes of `a` with the first `limitB` bytes of `b` (each
 // clipped to its length), when both whole strings are ASCII; nothing otherwise, and then the
@@ -142,7 +128,7 @@ std::optional<int> CompareIfAscii(const char* a, const char* b, size_t limitA, s
     high |= wordA | wordB;
     if (wordA != wordB && (!ignoreCase || FoldAsciiWord(wordA) != FoldAsciiWord(wordB))) break;
   }
-  if (((high & kHighBits) | HighBits(a, i, lengthA) | HighBits(b, i, lengthB)) != 0) {
+  if (((high & kHighBits) | HighBits({a + i, lengthA - i}) | HighBits({b + i, lengthB - i})) != 0) {
     return std::nullopt;
   }
   for (; i < common; ++i) {
@@ -154,8 +140,6 @@ std::optional<int> CompareIfAscii(const char* a, const char* b, size_t limitA, s
 }
 
 constexpr size_t kWhole = static_cast<size_t>(-1);
-
-using zuv::strings_internal::Utf16Text;
 
 }  // namespace
 
@@ -276,11 +260,10 @@ int utf8_cmpi_id(const char* a, const char* b) {
 }
 
 CZuvStringData utf8_strreverse(const char* s, const char* f) {
-  const Utf16Text text(s);
-  const std::u16string_view units = text.Units();
-  const int32_t found = zuv::platform::FindUnits(units, Utf16Text(f).Units(), false, true);
   CZuvStringData tail;
-  if (found >= 0) tail.InitWithUtf8(zuv::platform::EncodeUtf8(units.substr(found)).c_str());
+  if (s == nullptr || f == nullptr) return tail;
+  const size_t found = FindUtf8(s, f, /*last=*/true);
+  if (found != kNotFound) tail.InitWithUtf8(s + found);
   return tail;
 }
 
@@ -291,8 +274,8 @@ CZuvStringData utf8_strreverse_id(const char* s, const char* f) {
   // `s` must be longer than `f`: a string equal to `f` does not contain it here. An empty `f`
   // matches at the terminator and gives an empty string that has a value.
   if (text.size() <= find.size()) return tail;
-  const size_t found = text.rfind(find);
-  if (found != std::string_view::npos) tail.InitWithUtf8(text.data() + found);
+  const size_t found = FindLastBytes(text, find);
+  if (found != kNotFound) tail.InitWithUtf8(text.data() + found);
   return tail;
 }
 
