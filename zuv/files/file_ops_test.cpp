@@ -12,6 +12,7 @@
 #include "zuv/platform/file_system.h"
 #include "zuv/platform/testing/file_system.h"
 #include "zuv/platform/testing/machine_facts.h"
+#include "zuv/platform/testing/scoped_replacement.h"
 #include "zuv/platform/testing/scratch.h"
 #include "zuv/testing/files.h"
 
@@ -20,7 +21,7 @@ namespace {
 using zuv::platform::OSStatus;
 using zuv::platform::testing::FaultyFileSystem;
 using zuv::platform::testing::IsRoot;
-using zuv::platform::testing::ScopedFileSystem;
+using zuv::platform::testing::ScopedReplacement;
 using zuv::platform::testing::ScratchFolder;
 using zuv::platform::testing::WriteFile;
 using zuv::testing::Contents;
@@ -195,9 +196,9 @@ TEST(FileOpsTest, DeleteFileWaitsWhileBusyOnlyOnOldSystems) {
     WriteFile(scratch / "file", "x");
     zuv::platform::testing::FakeMachineFacts facts;
     facts.systemVersion = c.systemVersion;
-    zuv::platform::testing::ScopedMachineFacts useFacts(&facts);
+    ScopedReplacement<zuv::platform::MachineFacts> useFacts(&facts);
     FaultyFileSystem fileSystem;
-    ScopedFileSystem use(&fileSystem);
+    ScopedReplacement<zuv::platform::FileSystem> use(&fileSystem);
     for (size_t i = 0; i < c.answers.size(); ++i) {
       fileSystem.Fail(FaultyFileSystem::kDelete, static_cast<int>(i) + 1, c.answers[i]);
     }
@@ -235,7 +236,7 @@ TEST(FileOpsTest, RenameKeepsALockedFileLockedAndReportsWhyItCouldNot) {
     WriteFile(scratch / "taken", "other");
     if (lock && !scratch.Lock(scratch / "old")) GTEST_SKIP() << "chattr +i is not available here";
     FaultyFileSystem fileSystem;
-    ScopedFileSystem use(&fileSystem);
+    ScopedReplacement<zuv::platform::FileSystem> use(&fileSystem);
     if (c.injected != 0) fileSystem.Fail(FaultyFileSystem::kRename, 1, c.injected);
     CZuvFilePath out = PathOf("/unchanged");
     EXPECT_EQ(ZuvRenameFile(PathOf(scratch / "old"), Text(c.name), &out), c.result);
