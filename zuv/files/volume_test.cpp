@@ -74,8 +74,8 @@ TEST_F(VolumeTest, RealMountsAreClassifiedByTheirMedium) {
        "/photo.jpg", true},
       {"read-only tmpfs", [&](auto name) { return scratch.MountTmpfs(name, "1m", true); },
        kZuvDriveFixed, kSoftware, "", true},
-      {"read-only disk", [&](auto name) { return scratch.MountExt2(name, true); }, kZuvDriveFixed,
-       kSoftware | kHardware, "", true},
+      {"read-only disk", [&](auto name) { return scratch.MountDiskImage(name, "ext2", true); },
+       kZuvDriveFixed, kSoftware | kHardware, "", true},
       {"disc image", [&](auto name) { return scratch.MountIso("disc", name); }, kZuvDriveOptical,
        std::nullopt, "/photo.jpg", false},
   };
