@@ -180,15 +180,17 @@ TEST(FileOpsTest, DeleteFileWaitsWhileBusyOnlyOnOldSystems) {
     const char* what;
     uint32_t systemVersion;
     std::vector<OSStatus> answers;  // of the delete calls that fail, in order
+    OSStatus unlink;                // the unlink's answer; 0: the real one
     ZuvResult result;
     int pauses;
   };
   const Case cases[] = {
-      {"busy a while", 0x1039, {-47, -47, -47, -47}, kZuvSuccess, 4},
-      {"busy for good", 0x1039, std::vector<OSStatus>(101, -47), kZuvErrFailed, 100},
-      {"busy then refused", 0x1039, {-47, -5000}, kZuvErrFailed, 1},
-      {"any first refusal is retried", 0x1039, {-5000}, kZuvSuccess, 1},
-      {"newer system unlinks", 0x1040, {-47}, kZuvSuccess, 0},
+      {"busy a while", 0x1039, {-47, -47, -47, -47}, 0, kZuvSuccess, 4},
+      {"busy for good", 0x1039, std::vector<OSStatus>(101, -47), 0, kZuvErrFailed, 100},
+      {"busy then refused", 0x1039, {-47, -5000}, 0, kZuvErrFailed, 1},
+      {"any first refusal is retried", 0x1039, {-5000}, 0, kZuvSuccess, 1},
+      {"newer system unlinks", 0x1040, {-47}, 0, kZuvSuccess, 0},
+      {"newer system, unlink refused too", 0x1040, {-47}, -47, kZuvErrFailed, 0},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
@@ -202,6 +204,7 @@ TEST(FileOpsTest, DeleteFileWaitsWhileBusyOnlyOnOldSystems) {
     for (size_t i = 0; i < c.answers.size(); ++i) {
       fileSystem.Fail(FaultyFileSystem::kDelete, static_cast<int>(i) + 1, c.answers[i]);
     }
+    if (c.unlink != 0) fileSystem.Fail(FaultyFileSystem::kUnlink, 1, c.unlink);
     EXPECT_EQ(ZuvDeleteFile(PathOf(scratch / "file")), c.result);
     EXPECT_EQ(fileSystem.Pauses(), c.pauses);
     EXPECT_EQ(fs::exists(scratch / "file"), c.result != kZuvSuccess);

@@ -42,6 +42,7 @@ enum : OSStatus {
 struct ForkOutcome {
   OSStatus transfer = kNoErr;
   OSStatus close = kNoErr;
+  bool operator==(const ForkOutcome&) const = default;
 };
 
 /// Makes a reference to the item `name` in `parent`. kErrFileNotFound when there is none,
