@@ -1,9 +1,7 @@
 // The contract of the file system, run against the real one and against the fault-injecting wrapper
 // with no faults chosen, so that a test that puts the wrapper in place sees the real answers.
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <map>
 #include <string>
 
@@ -12,6 +10,7 @@
 #include "zuv/platform/file_system.h"
 #include "zuv/platform/testing/file_system.h"
 #include "zuv/platform/testing/scratch.h"
+#include "zuv/testing/files.h"
 
 namespace {
 
@@ -22,32 +21,10 @@ using zuv::platform::OSStatus;
 using zuv::platform::testing::FaultyFileSystem;
 using zuv::platform::testing::ScratchFolder;
 using zuv::platform::testing::WriteFile;
+using zuv::testing::RefOf;
+using zuv::testing::Tree;
 namespace fs = std::filesystem;
 namespace platform = zuv::platform;
-
-FSRef RefOf(const std::string& path) {
-  FSRef ref;
-  platform::MakeRef(path, &ref);
-  return ref;
-}
-
-// Every item under `root` by its relative path: a file by its contents, a folder as "/", a
-// symbolic link as "->".
-std::map<std::string, std::string> Tree(const std::string& root) {
-  std::map<std::string, std::string> tree;
-  for (const auto& entry : fs::recursive_directory_iterator(root)) {
-    const std::string name = entry.path().lexically_relative(root);
-    if (entry.is_symlink()) {
-      tree[name] = "->";
-    } else if (entry.is_directory()) {
-      tree[name] = "/";
-    } else {
-      std::ifstream file(entry.path(), std::ios::binary);
-      tree[name].assign(std::istreambuf_iterator<char>(file), {});
-    }
-  }
-  return tree;
-}
 
 class FileSystemContract : public ::testing::TestWithParam<bool> {
  protected:
@@ -75,7 +52,7 @@ TEST_P(FileSystemContract, ItemsAreMadeWrittenMovedAndRemoved) {
   EXPECT_EQ(fileSystem.CreateFolderAtPath(scratch / "folder/sub", 0700),
             platform::kErrDuplicateName);
   EXPECT_EQ(Tree(scratch.Path()),
-            (Disk{{"folder", "/"}, {"folder/a.jpg", ""}, {"folder/sub", "/"}}));
+            (Disk{{"folder", "<folder>"}, {"folder/a.jpg", ""}, {"folder/sub", "<folder>"}}));
 
   EXPECT_EQ(fileSystem.WriteFork(file, "photo", 5), (ForkOutcome{}));
   char buffer[8] = {};
@@ -105,7 +82,7 @@ TEST_P(FileSystemContract, ItemsAreMadeWrittenMovedAndRemoved) {
     EXPECT_EQ(fileSystem.Exchange(moved, other, &newA, &newB), kNoErr);
     EXPECT_EQ(fileSystem.Exchange(moved, folder, &newA, &newB), platform::kErrNotAFile);
     EXPECT_EQ(Tree(scratch / "folder"),
-              (Disk{{"c.jpg", "photo"}, {"sub", "/"}, {"sub/b.jpg", "other"}}));
+              (Disk{{"c.jpg", "photo"}, {"sub", "<folder>"}, {"sub/b.jpg", "other"}}));
   }
   fs::create_symlink(scratch / "nowhere", scratch / "dangling");
   EXPECT_TRUE(fileSystem.Exists(scratch / "folder/c.jpg"));
@@ -113,9 +90,9 @@ TEST_P(FileSystemContract, ItemsAreMadeWrittenMovedAndRemoved) {
   EXPECT_EQ(fileSystem.Unlink(scratch / "folder/c.jpg"), kNoErr);
   EXPECT_EQ(fileSystem.Unlink(scratch / "folder/c.jpg"), platform::kErrFileNotFound);
   EXPECT_EQ(fileSystem.Delete(folder), platform::kErrFileBusy) << "not empty";
-  EXPECT_EQ(Tree(scratch.Path()), (Disk{{"dangling", "->"},
-                                        {"folder", "/"},
-                                        {"folder/sub", "/"},
+  EXPECT_EQ(Tree(scratch.Path()), (Disk{{"dangling", ""},
+                                        {"folder", "<folder>"},
+                                        {"folder/sub", "<folder>"},
                                         {"folder/sub/b.jpg", exchanges ? "other" : "photo"}}));
   EXPECT_TRUE(fileSystem.RemoveTree(scratch / "folder"));
   EXPECT_EQ(fileSystem.Delete(RefOf(scratch / "dangling")), kNoErr);
