@@ -12,6 +12,7 @@
 
 #include "zuv/files/file_handle.h"
 #include "zuv/platform/testing/machine_facts.h"
+#include "zuv/platform/testing/scoped_replacement.h"
 
 namespace {
 
@@ -37,12 +38,13 @@ void CollectHandleZuv(benchmark::State& state) {
   CZuvFileHandle(path).GetAttribute();  // classifies the volume once
 
   zuv::platform::testing::CountingMachineFacts facts;
-  zuv::platform::InstallMachineFacts(&facts);
-  for (auto _ : state) {
-    const CZuvFileHandle handle(path);
-    benchmark::DoNotOptimize(handle.GetAttribute());
+  {
+    const zuv::platform::testing::ScopedReplacement<zuv::platform::MachineFacts> use(&facts);
+    for (auto _ : state) {
+      const CZuvFileHandle handle(path);
+      benchmark::DoNotOptimize(handle.GetAttribute());
+    }
   }
-  zuv::platform::InstallMachineFacts(nullptr);
   state.counters["mount_reads"] = facts.MountReads();
   state.counters["goal"] = 3.0;
   state.SetLabel("CZuvFileHandle::GetAttribute on a new handle");

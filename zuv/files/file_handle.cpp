@@ -2,18 +2,23 @@
 
 #include <algorithm>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "zuv/files/internal/process_caches.h"
 #include "zuv/files/volume.h"
 #include "zuv/platform/catalog.h"
+#include "zuv/platform/file_system.h"
 #include "zuv/platform/text.h"
 #include "zuv/platform/user.h"
 
 namespace {
 
+using zuv::platform::FileSystem;
 using zuv::platform::kNoErr;
+using zuv::platform::Replaceable;
 
 struct FileTypeRow {
   eZuvFileType type;
@@ -34,6 +39,9 @@ constexpr FileTypeRow g_FileType[] = {
     {kZuvFileTypeEditSettings, u"QPJ"}, {kZuvFileTypeMpo, u"MPO"},
     {kZuvFileTypeLog, u"LOG"},
 };
+
+std::mutex g_groupsLock;
+std::optional<std::vector<uint32_t>> g_groups;  // the supplementary groups, once read
 
 // What a collection reads from the catalog in one call.
 constexpr FSCatalogInfoBitmap kCollectedFields =
@@ -181,7 +189,7 @@ ZuvResult CZuvFileHandle::SetAttribute(unsigned int attribute) {
   info.nodeFlags = static_cast<uint16_t>((attribute & kZuvAttributeLocked)
                                              ? (info.nodeFlags | kFSNodeLockedMask)
                                              : (info.nodeFlags & ~kFSNodeLockedMask));
-  return zuv::platform::SetCatalogInfo(ref, kFSCatInfoNodeFlags, info) == kNoErr
+  return Replaceable<FileSystem>::Current().SetCatalogInfo(ref, kFSCatInfoNodeFlags, info) == kNoErr
              ? kZuvSuccess
              : kZuvErrFileSystem;
 }
@@ -189,7 +197,7 @@ ZuvResult CZuvFileHandle::SetAttribute(unsigned int attribute) {
 ZuvResult CZuvFileHandle::WriteCatalogInfo(FSCatalogInfoBitmap which, const FSCatalogInfo& info) {
   FSRef ref;
   if (IsEmpty() || ZuvIsFailure(GetFSRef(&ref)) ||
-      zuv::platform::SetCatalogInfo(ref, which, info) != kNoErr) {
+      Replaceable<FileSystem>::Current().SetCatalogInfo(ref, which, info) != kNoErr) {
     return kZuvErrFileSystem;
   }
   return kZuvSuccess;
@@ -348,8 +356,12 @@ bool ZuvIsWritable(const CZuvFileHandle& handle) {
 }
 
 bool IsUserMemberOfGroup(unsigned int groupId) {
-  static std::once_flag filled;
-  static std::vector<uint32_t> groups;
-  std::call_once(filled, [] { groups = zuv::platform::SupplementaryGroups(); });
-  return std::find(groups.begin(), groups.end(), groupId) != groups.end();
+  const std::lock_guard<std::mutex> hold(g_groupsLock);
+  if (!g_groups) g_groups = zuv::platform::SupplementaryGroups();
+  return std::find(g_groups->begin(), g_groups->end(), groupId) != g_groups->end();
+}
+
+void zuv::files_internal::ForgetGroups() {
+  const std::lock_guard<std::mutex> hold(g_groupsLock);
+  g_groups.reset();
 }

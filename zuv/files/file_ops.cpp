@@ -16,9 +16,11 @@ using zuv::files_internal::FullPathOf;
 using zuv::files_internal::HasNoOwnName;
 using zuv::files_internal::Utf16Of;
 using zuv::files_internal::Utf8Of;
-using zuv::platform::CurrentFileSystem;
+using zuv::platform::FileSystem;
 using zuv::platform::kNoErr;
+using zuv::platform::MachineFacts;
 using zuv::platform::OSStatus;
+using zuv::platform::Replaceable;
 
 // Systems from 10.4 on (0x1040) retry a refused delete once by unlink instead of waiting.
 constexpr uint32_t kLastSystemThatWaits = 4159;
@@ -50,7 +52,7 @@ ZuvResult RenameResult(OSStatus status) {
 
 // The delete of the system before 10.4: up to 100 more attempts 40 ms apart while the item is busy.
 ZuvResult DeleteWhenNoLongerBusy(const FSRef& ref) {
-  zuv::platform::FileSystem& fileSystem = CurrentFileSystem();
+  FileSystem& fileSystem = Replaceable<FileSystem>::Current();
   for (int retry = 0; retry < kDeleteRetries; ++retry) {
     fileSystem.Pause(kDeleteRetryPause);
     const OSStatus status = fileSystem.Delete(ref);
@@ -80,13 +82,13 @@ bool IsSubFolder(std::string_view parent, std::string_view child) {
 ZuvResult ZuvReadFile(const CZuvFilePath& file, void* buffer, unsigned int count) {
   FSRef ref;  // stays empty, and fails to open, when the path names nothing
   file.GetFSRef(&ref);
-  return CloseResult(zuv::platform::ReadFork(ref, buffer, count));
+  return CloseResult(Replaceable<FileSystem>::Current().ReadFork(ref, buffer, count));
 }
 
 ZuvResult ZuvWriteFile(const CZuvFilePath& file, const void* data, unsigned int count) {
   FSRef ref;
   file.GetFSRef(&ref);
-  return CloseResult(zuv::platform::WriteFork(ref, data, count));
+  return CloseResult(Replaceable<FileSystem>::Current().WriteFork(ref, data, count));
 }
 
 // The creation's outcome is not looked at: callers that must know test the path afterwards. A
@@ -95,7 +97,7 @@ ZuvResult ZuvCreateFile(const CZuvFilePath& parent, const CZuvStringData& name, 
   FSRef parentRef;
   FSRef created;
   if (ZuvIsSuccess(parent.GetFSRef(&parentRef))) {
-    zuv::platform::CreateFile(parentRef, Utf16Of(name), &created);
+    Replaceable<FileSystem>::Current().CreateFile(parentRef, Utf16Of(name), &created);
   }
   if (out != nullptr) out->Initialize(&created);
   return kZuvSuccess;
@@ -105,9 +107,10 @@ ZuvResult ZuvCreateFolder(const CZuvFilePath& parent, const CZuvStringData& name
                           CZuvFilePath* out) {
   FSRef parentRef;
   FSRef created;
-  const OSStatus status = ZuvIsSuccess(parent.GetFSRef(&parentRef))
-                              ? zuv::platform::CreateFolder(parentRef, Utf16Of(name), &created)
-                              : zuv::platform::kErrFileNotFound;
+  const OSStatus status =
+      ZuvIsSuccess(parent.GetFSRef(&parentRef))
+          ? Replaceable<FileSystem>::Current().CreateFolder(parentRef, Utf16Of(name), &created)
+          : zuv::platform::kErrFileNotFound;
   switch (status) {
     case kNoErr:
       if (out != nullptr) out->Initialize(&created);
@@ -131,7 +134,7 @@ ZuvResult ZuvCreateUniqueFile(const CZuvFilePath& parent, const CZuvStringData& 
   const std::string base = Utf8Of(ZuvPathRemoveExtension(name));
   const std::string folder = Utf8Of(ZuvPathAddBackslash(parent));
   std::string candidate = Utf8Of(name);
-  for (int counter = 1; zuv::platform::ExistsFollowingLinks(folder + candidate); ++counter) {
+  for (int counter = 1; Replaceable<FileSystem>::Current().Exists(folder + candidate); ++counter) {
     candidate = base + "_" + std::to_string(counter) + suffix;
   }
   return ZuvCreateFile(parent, CZuvStringData(ZuvCharUtf8(candidate.c_str())), out);
@@ -147,14 +150,14 @@ ZuvResult ZuvDeleteFile(const CZuvFilePath& file) {
   }
   FSRef ref;
   if (const ZuvResult result = handle.GetFSRef(&ref); ZuvIsFailure(result)) return result;
-  if (CurrentFileSystem().Delete(ref) == kNoErr) return kZuvSuccess;
+  if (Replaceable<FileSystem>::Current().Delete(ref) == kNoErr) return kZuvSuccess;
 
-  if (zuv::platform::CurrentMachineFacts().SystemVersion() <= kLastSystemThatWaits) {
+  if (Replaceable<MachineFacts>::Current().SystemVersion() <= kLastSystemThatWaits) {
     return DeleteWhenNoLongerBusy(ref);
   }
   CZuvStringData path;
   return ZuvIsSuccess(ZuvFSRefToFullPath(ref, &path)) &&
-                 zuv::platform::UnlinkPath(Utf8Of(path)) == kNoErr
+                 Replaceable<FileSystem>::Current().Unlink(Utf8Of(path)) == kNoErr
              ? kZuvSuccess
              : kZuvErrFailed;
 }
@@ -166,7 +169,7 @@ ZuvResult ZuvDeleteFile(const std::vector<CZuvFilePath>& files) {
 ZuvResult ZuvDeleteFolder(const CZuvFilePath& folder) {
   const std::string path = FullPathOf(folder);
   if (HasNoOwnName(path)) return kZuvErrInvalidName;
-  return zuv::platform::RemoveTree(path) ? kZuvSuccess : kZuvErrAccessDenied;
+  return Replaceable<FileSystem>::Current().RemoveTree(path) ? kZuvSuccess : kZuvErrAccessDenied;
 }
 
 ZuvResult ZuvDeleteFolder(const std::vector<CZuvFilePath>& folders) {
@@ -185,7 +188,8 @@ ZuvResult ZuvRenameFile(const CZuvFilePath& item, const CZuvStringData& newName,
   if (locked) handle.SetAttribute(0);
 
   FSRef renamed;
-  const OSStatus status = CurrentFileSystem().Rename(ref, Utf16Of(newName), &renamed);
+  const OSStatus status =
+      Replaceable<FileSystem>::Current().Rename(ref, Utf16Of(newName), &renamed);
   if (locked) {
     CZuvFileHandle lockAgain = status == kNoErr ? CZuvFileHandle(&renamed) : handle;
     lockAgain.SetAttribute(kZuvAttributeLocked);
@@ -197,7 +201,8 @@ ZuvResult ZuvRenameFile(const CZuvFilePath& item, const CZuvStringData& newName,
 ZuvResult ZuvDeleteResourceFork(const CZuvFilePath& file) {
   FSRef ref;
   if (ZuvIsFailure(file.GetFSRef(&ref))) return kZuvErrFailed;
-  return zuv::platform::DeleteResourceFork(ref) == kNoErr ? kZuvSuccess : kZuvErrFailed;
+  return Replaceable<FileSystem>::Current().DeleteResourceFork(ref) == kNoErr ? kZuvSuccess
+                                                                              : kZuvErrFailed;
 }
 
 bool ZuvIsSubFolder(const CZuvStringData& parent, const CZuvStringData& child) {

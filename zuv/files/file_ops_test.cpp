@@ -14,6 +14,7 @@
 #include "zuv/platform/file_system.h"
 #include "zuv/platform/testing/file_system.h"
 #include "zuv/platform/testing/machine_facts.h"
+#include "zuv/platform/testing/scoped_replacement.h"
 #include "zuv/platform/testing/scratch.h"
 #include "zuv/testing/files.h"
 
@@ -24,7 +25,7 @@ using zuv::platform::testing::FaultyFileSystem;
 using zuv::platform::testing::IsRoot;
 using zuv::platform::testing::MakeDeepTree;
 using zuv::platform::testing::RunWithOpenFileLimit;
-using zuv::platform::testing::ScopedFileSystem;
+using zuv::platform::testing::ScopedReplacement;
 using zuv::platform::testing::ScratchFolder;
 using zuv::platform::testing::WriteFile;
 using zuv::testing::Contents;
@@ -276,15 +277,17 @@ TEST(FileOpsTest, DeleteFileWaitsWhileBusyOnlyOnOldSystems) {
     const char* what;
     uint32_t systemVersion;
     std::vector<OSStatus> answers;  // of the delete calls that fail, in order
+    OSStatus unlink;                // the unlink's answer; 0: the real one
     ZuvResult result;
     int pauses;
   };
   const Case cases[] = {
-      {"busy a while", 0x1039, {-47, -47, -47, -47}, kZuvSuccess, 4},
-      {"busy for good", 0x1039, std::vector<OSStatus>(101, -47), kZuvErrFailed, 100},
-      {"busy then refused", 0x1039, {-47, -5000}, kZuvErrFailed, 1},
-      {"any first refusal is retried", 0x1039, {-5000}, kZuvSuccess, 1},
-      {"newer system unlinks", 0x1040, {-47}, kZuvSuccess, 0},
+      {"busy a while", 0x1039, {-47, -47, -47, -47}, 0, kZuvSuccess, 4},
+      {"busy for good", 0x1039, std::vector<OSStatus>(101, -47), 0, kZuvErrFailed, 100},
+      {"busy then refused", 0x1039, {-47, -5000}, 0, kZuvErrFailed, 1},
+      {"any first refusal is retried", 0x1039, {-5000}, 0, kZuvSuccess, 1},
+      {"newer system unlinks", 0x1040, {-47}, 0, kZuvSuccess, 0},
+      {"newer system, unlink refused too", 0x1040, {-47}, -47, kZuvErrFailed, 0},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
@@ -292,12 +295,13 @@ TEST(FileOpsTest, DeleteFileWaitsWhileBusyOnlyOnOldSystems) {
     WriteFile(scratch / "file", "x");
     zuv::platform::testing::FakeMachineFacts facts;
     facts.systemVersion = c.systemVersion;
-    zuv::platform::testing::ScopedMachineFacts useFacts(&facts);
+    ScopedReplacement<zuv::platform::MachineFacts> useFacts(&facts);
     FaultyFileSystem fileSystem;
-    ScopedFileSystem use(&fileSystem);
+    ScopedReplacement<zuv::platform::FileSystem> use(&fileSystem);
     for (size_t i = 0; i < c.answers.size(); ++i) {
       fileSystem.Fail(FaultyFileSystem::kDelete, static_cast<int>(i) + 1, c.answers[i]);
     }
+    if (c.unlink != 0) fileSystem.Fail(FaultyFileSystem::kUnlink, 1, c.unlink);
     EXPECT_EQ(ZuvDeleteFile(PathOf(scratch / "file")), c.result);
     EXPECT_EQ(fileSystem.Pauses(), c.pauses);
     EXPECT_EQ(fs::exists(scratch / "file"), c.result != kZuvSuccess);
@@ -332,7 +336,7 @@ TEST(FileOpsTest, RenameKeepsALockedFileLockedAndReportsWhyItCouldNot) {
     WriteFile(scratch / "taken", "other");
     if (lock && !scratch.Lock(scratch / "old")) GTEST_SKIP() << "chattr +i is not available here";
     FaultyFileSystem fileSystem;
-    ScopedFileSystem use(&fileSystem);
+    ScopedReplacement<zuv::platform::FileSystem> use(&fileSystem);
     if (c.injected != 0) fileSystem.Fail(FaultyFileSystem::kRename, 1, c.injected);
     CZuvFilePath out = PathOf("/unchanged");
     EXPECT_EQ(ZuvRenameFile(PathOf(scratch / "old"), Text(c.name), &out), c.result);

@@ -10,10 +10,10 @@
 namespace {
 
 using zuv::files_internal::HasNoOwnName;
-using zuv::platform::CurrentFileSystem;
 using zuv::platform::FileSystem;
 using zuv::platform::kNoErr;
 using zuv::platform::OSStatus;
+using zuv::platform::Replaceable;
 
 // Where the counter of temporary names starts at each exchange.
 constexpr uint32_t kTemporaryNameSeed = 0x2E5A0C41;
@@ -116,7 +116,7 @@ OSStatus ExchangeByRenames(const FSRef& sourceRef, const FSRef& destRef, FSRef* 
     return status;
   }
 
-  FileSystem& fileSystem = CurrentFileSystem();
+  FileSystem& fileSystem = Replaceable<FileSystem>::Current();
   if (const OSStatus status = RenameSide(fileSystem, source, source.temporaryName);
       status != kNoErr) {
     return status;
@@ -209,7 +209,9 @@ ZuvResult ZuvSwapFile(const CZuvFilePath& a, const CZuvFilePath& b) {
 
   if (firstLocked) first.SetAttribute(kZuvAttributeLocked);
   if (secondLocked) second.SetAttribute(kZuvAttributeLocked);
-  if (haveFinderInfo) zuv::platform::SetCatalogInfo(newB, kFSCatInfoFinderInfo, finderInfo);
+  if (haveFinderInfo) {
+    Replaceable<FileSystem>::Current().SetCatalogInfo(newB, kFSCatInfoFinderInfo, finderInfo);
+  }
   return kZuvSuccess;
 }
 
@@ -233,7 +235,7 @@ int32_t FSExchangeObjectsCompat(const FSRef* source, const FSRef* dest, FSRef* n
       status != kNoErr) {
     return status;
   }
-  FileSystem& fileSystem = CurrentFileSystem();
+  FileSystem& fileSystem = Replaceable<FileSystem>::Current();
   if (fileSystem.CanExchange(sourceRef)) {
     return fileSystem.Exchange(sourceRef, destRef, newSource, newDest);
   }

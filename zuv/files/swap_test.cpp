@@ -9,6 +9,7 @@
 #include "zuv/files/file_ops.h"
 #include "zuv/platform/file_system.h"
 #include "zuv/platform/testing/file_system.h"
+#include "zuv/platform/testing/scoped_replacement.h"
 #include "zuv/platform/testing/scratch.h"
 #include "zuv/testing/files.h"
 
@@ -17,7 +18,7 @@ namespace {
 using zuv::platform::OSStatus;
 using zuv::platform::testing::FaultyFileSystem;
 using zuv::platform::testing::IsRoot;
-using zuv::platform::testing::ScopedFileSystem;
+using zuv::platform::testing::ScopedReplacement;
 using zuv::platform::testing::ScratchFolder;
 using zuv::platform::testing::WriteFile;
 using zuv::testing::IsLocked;
@@ -102,7 +103,8 @@ TEST(SwapTest, ExchangesContentsInPlaceOrByRenames) {
     const std::string root = IsRoot() ? scratch.MountTmpfs("volume") : scratch / "volume";
     ASSERT_FALSE(root.empty());
     const Pair pair = MakePair(root, c.twoFolders);
-    if (c.native && !zuv::platform::RealFileSystem().CanExchange(RefOf(pair.a))) {
+    if (c.native &&
+        !zuv::platform::Replaceable<zuv::platform::FileSystem>::Real().CanExchange(RefOf(pair.a))) {
       GTEST_SKIP() << "this file system cannot exchange two files in place";
     }
     const Disk before = Tree(root);
@@ -112,7 +114,7 @@ TEST(SwapTest, ExchangesContentsInPlaceOrByRenames) {
     }
     FaultyFileSystem fileSystem;
     if (!c.native) fileSystem.AnswerCanExchange(false);
-    ScopedFileSystem use(&fileSystem);
+    ScopedReplacement<zuv::platform::FileSystem> use(&fileSystem);
     EXPECT_EQ(ZuvSwapFile(PathOf(pair.a), PathOf(pair.b)), kZuvSuccess);
     if (!c.native) {
       EXPECT_EQ(AccessDates(pair), kMarked);
@@ -158,7 +160,7 @@ TEST(SwapTest, EveryFailedStepOfTheExchangeByRenamesIsUndone) {
       FaultyFileSystem fileSystem;
       fileSystem.AnswerCanExchange(false);
       fileSystem.Fail(step.kind, step.call, zuv::platform::kErrIO, step.count);
-      ScopedFileSystem use(&fileSystem);
+      ScopedReplacement<zuv::platform::FileSystem> use(&fileSystem);
       EXPECT_EQ(Exchange(pair.a, pair.b), zuv::platform::kErrIO);
       EXPECT_EQ(AccessDates(pair), kMarked);
       EXPECT_EQ(Tree(pair.root), before);
@@ -171,7 +173,7 @@ TEST(SwapTest, TemporaryNamesAreFreeInBothFolders) {
   const Pair pair = MakePair(scratch.Path(), true);
   FaultyFileSystem fileSystem;
   fileSystem.AnswerCanExchange(false);
-  ScopedFileSystem use(&fileSystem);
+  ScopedReplacement<zuv::platform::FileSystem> use(&fileSystem);
   ASSERT_EQ(ZuvSwapFile(PathOf(pair.a), PathOf(pair.b)), kZuvSuccess);
   const std::vector<std::u16string> first = fileSystem.RenamedTo();
   ASSERT_EQ(first.size(), 4u);
@@ -221,7 +223,7 @@ TEST(SwapTest, RefusedSwapsChangeNothing) {
     const Disk before = Tree(scratch.Path());
     FaultyFileSystem fileSystem;
     if (!native) fileSystem.AnswerCanExchange(false);
-    ScopedFileSystem use(&fileSystem);
+    ScopedReplacement<zuv::platform::FileSystem> use(&fileSystem);
     for (const Case& c : cases) {
       SCOPED_TRACE(std::string(c.what) + (native ? " in place" : " by renames"));
       EXPECT_EQ(ZuvSwapFile(PathOf(c.a), PathOf(c.b)), c.result);

@@ -49,7 +49,10 @@ std::optional<std::string> ProjectTempFolderPath(bool create) {
     if (level.empty()) continue;
     path += "/" + level;
     // An existing level stays as it is; one that cannot be made shows when the path is resolved.
-    if (create) zuv::platform::CreateFolderAtPath(path, kFolderMode);
+    if (create) {
+      zuv::platform::Replaceable<zuv::platform::FileSystem>::Current().CreateFolderAtPath(
+          path, kFolderMode);
+    }
   }
   return path;
 }
@@ -119,7 +122,8 @@ ZuvResult ZuvCreateTempFile(const CZuvFilePath* folder, CZuvFilePath* out, CZuvS
     const std::u16string name = TempFileName(TempFileCounter().fetch_add(1), suffixBytes);
     FSRef file;
     if (zuv::platform::FindChild(folderRef, name, &file) == kNoErr) continue;
-    switch (zuv::platform::CreateFile(folderRef, name, &file)) {
+    switch (zuv::platform::Replaceable<zuv::platform::FileSystem>::Current().CreateFile(
+        folderRef, name, &file)) {
       case kNoErr:
         if (out != nullptr) out->Initialize(&file);
         return kZuvSuccess;

@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "zuv/files/file_handle.h"
+#include "zuv/files/internal/process_caches.h"
 #include "zuv/platform/catalog.h"
 #include "zuv/platform/machine_facts.h"
 #include "zuv/platform/volume_info.h"
@@ -51,6 +52,11 @@ void ZuvRememberDriveType(int16_t volume, uint32_t type) {
   g_mapDriveType[volume] = type;
 }
 
+void zuv::files_internal::ForgetDriveTypes() {
+  std::lock_guard lock(g_driveTypeMutex);
+  g_mapDriveType.clear();
+}
+
 // Volume numbers are never reused within a process on Linux, so a remembered answer stays right
 // for as long as the volume stays mounted.
 uint32_t CZuvFileHandle::GetDriveType() const {
@@ -91,7 +97,8 @@ bool IsNetworkCheck(FSRef& ref) {
 bool IsEjectable(FSRef& ref) {
   zuv::platform::VolumeParms parms;
   if (!ReadVolumeParms(ref, &parms)) return true;
-  const uint32_t systemVersion = zuv::platform::CurrentMachineFacts().SystemVersion();
+  const uint32_t systemVersion =
+      zuv::platform::Replaceable<zuv::platform::MachineFacts>::Current().SystemVersion();
   if (parms.ejectable) return true;
   if (systemVersion >= 0x1030 && systemVersion <= 0x103F) return false;
   return VolumeIsOnPCCardByBSDName(parms.deviceName.data());
@@ -124,12 +131,14 @@ bool FindVolumeOnPCCard(const std::string& entry) {
 }
 
 bool DriverWasRoutedThroughPCCardBridge(const std::string& entry) {
-  const std::string subsystem = zuv::platform::CurrentMachineFacts().DeviceSubsystem(entry);
+  const std::string subsystem =
+      zuv::platform::Replaceable<zuv::platform::MachineFacts>::Current().DeviceSubsystem(entry);
   return subsystem == "usb" || subsystem == "mmc";
 }
 
 bool SocketTypeIsPCCard(const std::string& entry) {
-  const std::string subsystem = zuv::platform::CurrentMachineFacts().DeviceSubsystem(entry);
+  const std::string subsystem =
+      zuv::platform::Replaceable<zuv::platform::MachineFacts>::Current().DeviceSubsystem(entry);
   return subsystem == "pcmcia" || subsystem == "pcmcia_socket";
 }
 

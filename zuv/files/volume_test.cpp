@@ -11,18 +11,22 @@
 #include <gtest/gtest.h>
 
 #include "zuv/files/file_handle.h"
+#include "zuv/files/internal/process_caches.h"
 #include "zuv/platform/catalog.h"
 #include "zuv/platform/testing/machine_facts.h"
+#include "zuv/platform/testing/scoped_replacement.h"
 #include "zuv/platform/testing/scratch.h"
 #include "zuv/platform/volume_info.h"
 #include "zuv/testing/files.h"
 
 namespace {
 
+using zuv::platform::MachineFacts;
 using zuv::platform::MountEntry;
 using zuv::platform::testing::CountingMachineFacts;
 using zuv::platform::testing::FakeMachineFacts;
-using zuv::platform::testing::ScopedMachineFacts;
+using zuv::platform::testing::IsRoot;
+using zuv::platform::testing::ScopedReplacement;
 using zuv::platform::testing::ScratchFolder;
 using zuv::platform::testing::WriteFile;
 using zuv::testing::PathOf;
@@ -35,35 +39,20 @@ int16_t VolumeOf(const std::string& path) {
   return info.volume;
 }
 
+// Each test classifies its volumes afresh: the device ids of unmounted file systems are handed out
+// again, and a drive type remembered for one would answer for the next.
 class VolumeTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    if (!zuv::platform::testing::IsRoot()) GTEST_SKIP() << "mounting volumes needs root";
-  }
-
-  // Mounts until a volume comes up that has not been classified yet, and returns its path (empty
-  // when mounting failed). Device ids of unmounted file systems are handed out again, and the
-  // drive type cache would answer for them, so the earlier mounts stay until the scratch folder
-  // goes.
-  std::string FreshVolume(const Mount& mount) {
-    for (int attempt = 0; attempt < 64; ++attempt) {
-      const std::string point = mount("volume" + std::to_string(m_mounts++));
-      uint32_t type = 0;
-      if (point.empty() || !ZuvLookUpDriveType(VolumeOf(point), &type)) return point;
-    }
-    return "";
-  }
-  std::string FreshTmpfs(const std::string& size = "4m") {
-    return FreshVolume([&](const std::string& name) { return scratch.MountTmpfs(name, size); });
-  }
+  void SetUp() override { zuv::files_internal::ForgetDriveTypes(); }
+  void TearDown() override { zuv::files_internal::ForgetDriveTypes(); }
 
   ScratchFolder scratch;
-  int m_mounts = 0;
 };
 
 // A read-only mount of a fixed disk is still fixed; only the volume flags say that it is locked.
 TEST_F(VolumeTest, RealMountsAreClassifiedByTheirMedium) {
   using zuv::platform::testing::HaveTool;
+  if (!IsRoot()) GTEST_SKIP() << "mounting volumes needs root";
   if (!HaveTool("xorriso") ||
       !(zuv::platform::testing::KernelHasFileSystem("iso9660") || HaveTool("fuseiso"))) {
     GTEST_SKIP() << "making and mounting a disc image needs xorriso, and iso9660 or fuseiso";
@@ -85,14 +74,14 @@ TEST_F(VolumeTest, RealMountsAreClassifiedByTheirMedium) {
        "/photo.jpg", true},
       {"read-only tmpfs", [&](auto name) { return scratch.MountTmpfs(name, "1m", true); },
        kZuvDriveFixed, kSoftware, "", true},
-      {"read-only disk", [&](auto name) { return scratch.MountExt2(name, true); }, kZuvDriveFixed,
-       kSoftware | kHardware, "", true},
+      {"read-only disk", [&](auto name) { return scratch.MountDiskImage(name, "ext2", true); },
+       kZuvDriveFixed, kSoftware | kHardware, "", true},
       {"disc image", [&](auto name) { return scratch.MountIso("disc", name); }, kZuvDriveOptical,
        std::nullopt, "/photo.jpg", false},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
-    const std::string point = FreshVolume(c.mount);
+    const std::string point = c.mount("volume" + std::to_string(&c - cases));
     ASSERT_FALSE(point.empty());
     const bool optical = c.driveType == kZuvDriveOptical;
     if (c.flags == 0) WriteFile(point + c.item, "0123456789");
@@ -116,7 +105,7 @@ TEST_F(VolumeTest, RealMountsAreClassifiedByTheirMedium) {
   EXPECT_FALSE(IsOpticalDisk(nullptr));
 }
 
-// Media that this machine does not have, described by fake facts around a real, fresh volume.
+// Media that this machine does not have, described by fake facts about the scratch folder's volume.
 TEST_F(VolumeTest, DeviceFactsDecideTheDriveType) {
   const std::string usb = "/sys/devices/pci0000:00/0000:00:14.0/usb1/1-2";
   const std::string usbDisk = usb + "/1-2:1.0/host6/target6:0:0/6:0:0:0/block/sdc/sdc1";
@@ -149,20 +138,19 @@ TEST_F(VolumeTest, DeviceFactsDecideTheDriveType) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
-    const std::string point = FreshTmpfs();
-    ASSERT_FALSE(point.empty());
+    zuv::files_internal::ForgetDriveTypes();
+    const std::string& point = scratch.Path();
     FakeMachineFacts facts;
     facts.mounts = {MountEntry{zuv::platform::testing::DeviceOf(point), "/", point, c.fsType,
                                "/dev/x", (c.flags & kMountedReadOnly) != 0}};
     if (!c.entry.empty()) {
-      facts.blockDeviceByMountPoint[point] = "x";
       facts.blockDevices["x"] = {c.entry, (c.flags & kOptical) != 0, (c.flags & kRemovable) != 0,
                                  (c.flags & kReadOnly) != 0};
     }
     facts.subsystems = {
         {usb, "usb"}, {mmc, "mmc"}, {card, "pcmcia_socket"}, {sata + "/block/sda", "block"}};
     facts.systemVersion = c.systemVersion;
-    const ScopedMachineFacts scope(&facts);
+    const ScopedReplacement<MachineFacts> scope(&facts);
     const CZuvFileHandle handle = PathOf(point);
     EXPECT_EQ(handle.GetDriveType(), c.driveType);
     EXPECT_EQ(ZuvIsDeletable(handle),
@@ -171,18 +159,17 @@ TEST_F(VolumeTest, DeviceFactsDecideTheDriveType) {
 }
 
 TEST_F(VolumeTest, SecondHandleOnAVolumeReadsNoDeviceOrMountFacts) {
-  const std::string point = FreshTmpfs();
-  ASSERT_FALSE(point.empty());
+  const std::string& point = scratch.Path();
   WriteFile(point + "/a.jpg");
   WriteFile(point + "/b.jpg");
   {
     CountingMachineFacts first;
-    const ScopedMachineFacts scope(&first);
+    const ScopedReplacement<MachineFacts> scope(&first);
     EXPECT_EQ(CZuvFileHandle(PathOf(point + "/a.jpg")).GetDriveType(), kZuvDriveFixed);
     EXPECT_GT(first.MountReads(), 0);
   }
   CountingMachineFacts second;
-  const ScopedMachineFacts scope(&second);
+  const ScopedReplacement<MachineFacts> scope(&second);
   EXPECT_TRUE(ZuvIsDeletable(PathOf(point + "/b.jpg")));
   EXPECT_EQ(CZuvFileHandle(PathOf(point + "/b.jpg")).GetDriveType(), kZuvDriveFixed);
   EXPECT_EQ(CZuvFileHandle(PathOf(point + "/missing")).GetDriveType(), kZuvDriveFixed);
@@ -191,8 +178,7 @@ TEST_F(VolumeTest, SecondHandleOnAVolumeReadsNoDeviceOrMountFacts) {
 }
 
 TEST_F(VolumeTest, HandlesOnOneVolumeMayBeClassifiedFromSeveralThreads) {
-  const std::string point = FreshTmpfs();
-  ASSERT_FALSE(point.empty());
+  const std::string& point = scratch.Path();
   std::atomic<int> fixed{0};
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
@@ -207,7 +193,8 @@ TEST_F(VolumeTest, HandlesOnOneVolumeMayBeClassifiedFromSeveralThreads) {
 }
 
 TEST_F(VolumeTest, DiskIsFullBelow100MiBFree) {
-  const std::string point = FreshTmpfs("101m");
+  if (!IsRoot()) GTEST_SKIP() << "mounting a tmpfs needs root";
+  const std::string point = scratch.MountTmpfs("volume", "101m");
   ASSERT_FALSE(point.empty());
   const CZuvFilePath volume = PathOf(point);
   EXPECT_FALSE(ZuvIsDiskFull(volume));
@@ -220,7 +207,7 @@ TEST_F(VolumeTest, DiskIsFullBelow100MiBFree) {
   EXPECT_FALSE(ZuvIsDiskFull(PathOf("/no/such/item")));
 
   FakeMachineFacts facts;
-  const ScopedMachineFacts scope(&facts);
+  const ScopedReplacement<MachineFacts> scope(&facts);
   EXPECT_FALSE(ZuvIsDiskFull(volume)) << "free space unknown";
   facts.freeBytes = 104857600;
   EXPECT_FALSE(ZuvIsDiskFull(volume));
@@ -233,7 +220,7 @@ TEST(VolumeSeamTest, CardWalkClimbsTheDeviceTree) {
   facts.subsystems = {{"/sys/devices/pci0/usb1", "usb"}};
   facts.blockDevices["sdz"].entry = "/sys/devices/pci0/usb1/1-1/host0/block/sdz";
   facts.blockDevices["sda"].entry = "/sys/devices/pci0/ata1/host0/block/sda";
-  const ScopedMachineFacts scope(&facts);
+  const ScopedReplacement<MachineFacts> scope(&facts);
   char usbDisk[] = "sdz";
   char ataDisk[] = "sda";
   char unknown[] = "sdq";

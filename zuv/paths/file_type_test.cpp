@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "zuv/files/internal/process_caches.h"
 #include "zuv/files/volume.h"
 #include "zuv/paths/file_path.h"
 #include "zuv/paths/path_utility.h"
@@ -116,34 +117,30 @@ TEST(FileTypeTest, LookupsAgreeWithTheExtensionTable) {
   }
 }
 
-// In a process of its own: the drive type made up for the scratch folder's volume is kept for the
-// life of the process. An ordinary folder is readable, deletable and writable, so it is typed by
-// its name like a file. On a CD a folder is neither deletable nor writable, and mode 0 makes it
-// unreadable, which leaves exactly kZuvAttributeFolder: no type.
-TEST(FileTypeDeathTest, CheckFolderUntypesOnlyAFolderWithNothingButTheFolderAttribute) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  const auto run = [] {
-    ScratchFolder scratch;
-    const std::string folder = scratch / "x.jpg";
-    std::filesystem::create_directory(folder);
-    zuv::platform::testing::WriteFile(scratch / "y.jpg");
-    for (const char* name : {"x.jpg", "y.jpg", "missing.jpg"}) {
-      if (ZuvPathFindExtensionType(Str(scratch / name), true) != kZuvFileTypeJpeg) return 1;
-    }
-    FSRef ref;
-    FSCatalogInfo info = {};
-    if (zuv::platform::MakeRef(folder, &ref) != 0 ||
-        zuv::platform::GetCatalogInfo(ref, kFSCatInfoVolume, &info, nullptr) != 0) {
-      return 2;
-    }
-    ZuvRememberDriveType(info.volume, kZuvDriveOptical);
-    std::filesystem::permissions(folder, std::filesystem::perms::none);
-    const bool untyped = ZuvPathFindExtensionType(Str(folder), true) == kZuvFileTypeUnknown;
-    const bool named = ZuvPathFindExtensionType(Str(folder), false) == kZuvFileTypeJpeg;
-    std::filesystem::permissions(folder, std::filesystem::perms::owner_all);
-    return untyped && named ? 0 : 3;
-  };
-  EXPECT_EXIT(std::exit(run()), testing::ExitedWithCode(0), "");
+// The drive type made up for the scratch folder's volume is forgotten at the end. An ordinary
+// folder is readable, deletable and writable, so it is typed by its name like a file. On a CD a
+// folder is neither deletable nor writable, and mode 0 makes it unreadable, which leaves exactly
+// kZuvAttributeFolder: no type.
+TEST(FileTypeTest, CheckFolderUntypesOnlyAFolderWithNothingButTheFolderAttribute) {
+  struct Forget {
+    ~Forget() { zuv::files_internal::ForgetDriveTypes(); }
+  } forget;
+  ScratchFolder scratch;
+  const std::string folder = scratch / "x.jpg";
+  std::filesystem::create_directory(folder);
+  zuv::platform::testing::WriteFile(scratch / "y.jpg");
+  for (const char* name : {"x.jpg", "y.jpg", "missing.jpg"}) {
+    EXPECT_EQ(ZuvPathFindExtensionType(Str(scratch / name), true), kZuvFileTypeJpeg) << name;
+  }
+  FSRef ref;
+  FSCatalogInfo info = {};
+  ASSERT_EQ(zuv::platform::MakeRef(folder, &ref), 0);
+  ASSERT_EQ(zuv::platform::GetCatalogInfo(ref, kFSCatInfoVolume, &info, nullptr), 0);
+  ZuvRememberDriveType(info.volume, kZuvDriveOptical);
+  std::filesystem::permissions(folder, std::filesystem::perms::none);
+  EXPECT_EQ(ZuvPathFindExtensionType(Str(folder), true), kZuvFileTypeUnknown);
+  EXPECT_EQ(ZuvPathFindExtensionType(Str(folder), false), kZuvFileTypeJpeg);
+  std::filesystem::permissions(folder, std::filesystem::perms::owner_all);
 }
 
 // In a fresh process, so that the threads race on the first use of both tables. Each extension

@@ -1,12 +1,14 @@
 // The file-system questions of the basic file operations and the project temp folder: read or
 // write a whole data fork, create, rename, move, delete and exchange items named by reference and
-// UTF-16 name, remove a folder with everything in it, test existence, and find the per-user scratch
-// folder and the Application Support folder. Answers are raw error numbers (catalog.h and below).
+// UTF-16 name, remove a folder with everything in it, test existence, write catalog records, and
+// find the per-user scratch folder and the Application Support folder. Answers are raw error
+// numbers (catalog.h and below).
 //
-// What a test must be able to fail or answer differently goes through one replaceable object,
-// FileSystem: renames, moves, deletes, exchanges and whether a volume can exchange, the catalog
-// writes of a swap, and the pause between delete attempts. zuv/platform/testing/file_system.h
-// installs a wrapper around the real one for the length of a test.
+// Every call whose answer the file operations branch on is a method of FileSystem, read through
+// Replaceable<FileSystem>::Current(): a test puts a fake or a fault-injecting wrapper in its place
+// (zuv/platform/testing/file_system.h). Lookups that only make references (FindChild,
+// GetParentAndName) and the folders found from the environment are plain functions. Later
+// whole-tree operations join as methods here or as sibling interfaces on the same mechanism.
 #pragma once
 
 #include <chrono>
@@ -16,6 +18,7 @@
 #include <string_view>
 
 #include "zuv/platform/catalog.h"
+#include "zuv/platform/replaceable.h"
 
 namespace zuv::platform {
 
@@ -39,40 +42,15 @@ enum : OSStatus {
 struct ForkOutcome {
   OSStatus transfer = kNoErr;
   OSStatus close = kNoErr;
+  bool operator==(const ForkOutcome&) const = default;
 };
 
-/// Reads up to `count` bytes from the start of the file's data, then asks the system not to keep
-/// them cached. A short read is not an error. A folder or symbolic link has no data (kErrNotAFile,
-/// kErrFileNotFound).
-ForkOutcome ReadFork(const FSRef& file, void* buffer, size_t count);
-/// Writes `count` bytes from the start of the existing file's data and sets its size to `count`,
-/// then asks the system not to keep them cached. Nothing is created.
-ForkOutcome WriteFork(const FSRef& file, const void* data, size_t count);
-
-/// Creates an empty file (mode 0666 less the umask) or a folder (0777 less the umask) named `name`
-/// in `parent`, and makes *created. kErrDuplicateName when the name is taken, kErrBadName for a
-/// name that cannot be one (empty, ".", "..", holding "/" or U+0000), kErrNameTooLong.
-OSStatus CreateFile(const FSRef& parent, std::u16string_view name, FSRef* created);
-OSStatus CreateFolder(const FSRef& parent, std::u16string_view name, FSRef* created);
 /// Makes a reference to the item `name` in `parent`. kErrFileNotFound when there is none,
 /// kErrBadName as for CreateFile.
 OSStatus FindChild(const FSRef& parent, std::u16string_view name, FSRef* child);
 /// The folder holding the item, and the item's name. kErrBadName when the stored name is not
 /// well-formed UTF-8, so that a name read here and given back names the same item.
 OSStatus GetParentAndName(const FSRef& item, FSRef* parent, std::u16string* name);
-/// Removes the file at `path` (unlink), without looking at what it is.
-OSStatus UnlinkPath(const std::string& path);
-/// Makes a folder at `path` with `mode` less the umask.
-OSStatus CreateFolderAtPath(const std::string& path, uint32_t mode);
-/// Removes the item at `path` and, for a folder, everything in it, bottom up, at any depth with a
-/// few descriptors; symbolic links are removed, never followed. Removes what it can, and stops
-/// where a folder is moved away meanwhile; true when everything went.
-bool RemoveTree(const std::string& path);
-/// Whether `path` names an item, a symbolic link being followed (a dangling one names nothing).
-bool ExistsFollowingLinks(const std::string& path);
-/// Deletes the item's resource fork. Linux has none: always kErrForkNotFound.
-OSStatus DeleteResourceFork(const FSRef& item);
-
 /// The catalog fields that an exchange by renames gives each item from the other, so that they stay
 /// with the name: the locked flag, the creation (skipped where it cannot be written) and access
 /// dates and the Finder information.
@@ -89,10 +67,29 @@ OSStatus FindScratchFolder(bool create, std::string* path);
 /// trailing "/" (unset or empty: /usr/local/share). False when the variable names none.
 bool FindApplicationSupportFolder(std::string* path);
 
-/// The replaceable part. Every method may be called from any thread.
+/// The file-system calls on whose answers the file operations branch, replaceable in tests through
+/// Replaceable<FileSystem>. Every method may be called from any thread.
 class FileSystem {
  public:
   virtual ~FileSystem() = default;
+
+  /// Reads up to `count` bytes from the start of the file's data, then asks the system not to keep
+  /// them cached. A short read is not an error. A folder or symbolic link has no data
+  /// (kErrNotAFile, kErrFileNotFound).
+  virtual ForkOutcome ReadFork(const FSRef& file, void* buffer, size_t count) = 0;
+  /// Writes `count` bytes from the start of the existing file's data and sets its size to `count`,
+  /// then asks the system not to keep them cached. Nothing is created.
+  virtual ForkOutcome WriteFork(const FSRef& file, const void* data, size_t count) = 0;
+
+  /// Creates an empty file (mode 0666 less the umask) or a folder (0777 less the umask) named
+  /// `name` in `parent`, and makes *created. kErrDuplicateName when the name is taken, kErrBadName
+  /// for a name that cannot be one (empty, ".", "..", holding "/" or U+0000), kErrNameTooLong.
+  virtual OSStatus CreateFile(const FSRef& parent, std::u16string_view name, FSRef* created) = 0;
+  virtual OSStatus CreateFolder(const FSRef& parent, std::u16string_view name, FSRef* created) = 0;
+  /// Makes a folder at `path` with `mode` less the umask. kErrDuplicateName when something is
+  /// there.
+  virtual OSStatus CreateFolderAtPath(const std::string& path, uint32_t mode) = 0;
+
   /// Renames the item within its folder, not replacing another item, and makes *renamed.
   /// kErrDuplicateName, kErrBadName, kErrNameTooLong, kErrAccessDenied (a locked item)...
   virtual OSStatus Rename(const FSRef& item, std::u16string_view name, FSRef* renamed) = 0;
@@ -102,23 +99,33 @@ class FileSystem {
   /// Deletes a file, or a folder that is empty. kErrFileBusy for an item in use or a folder that
   /// is not empty.
   virtual OSStatus Delete(const FSRef& item) = 0;
+  /// Removes the file at `path` (unlink), without looking at what it is.
+  virtual OSStatus Unlink(const std::string& path) = 0;
+  /// Removes the item at `path` and, for a folder, everything in it, bottom up, at any depth with a
+  /// few descriptors; symbolic links are removed, never followed. Removes what it can, and stops
+  /// where a folder is moved away meanwhile; true when everything went.
+  virtual bool RemoveTree(const std::string& path) = 0;
+  /// Deletes the item's resource fork. Linux has none: always kErrForkNotFound.
+  virtual OSStatus DeleteResourceFork(const FSRef& item) = 0;
+
+  /// Whether `path` names an item, a symbolic link being followed (a dangling one names nothing).
+  virtual bool Exists(const std::string& path) = 0;
+
   /// Whether the item's volume can exchange two files in place. Tried once per volume.
   virtual bool CanExchange(const FSRef& item) = 0;
   /// Exchanges two files in place, each name then naming the other's content, and makes the
   /// references of both places anew. kErrNotAFile for a folder, kErrDifferentVolume.
   virtual OSStatus Exchange(const FSRef& a, const FSRef& b, FSRef* newA, FSRef* newB) = 0;
-  /// zuv::platform::SetCatalogInfo, as the exchange by renames writes it.
+
+  /// Writes the chosen fields of the item's catalog record, as zuv::platform::SetCatalogInfo.
   virtual OSStatus SetCatalogInfo(const FSRef& item, FSCatalogInfoBitmap which,
                                   const FSCatalogInfo& info) = 0;
+
   /// Sleeps the calling thread.
   virtual void Pause(std::chrono::milliseconds duration) = 0;
 };
 
-/// The file system in use now.
-FileSystem& CurrentFileSystem();
-/// The real one, for a test's wrapper to forward to.
-FileSystem& RealFileSystem();
-/// Puts `fileSystem` in use (null: the real one) and returns the one it replaces. For tests.
-FileSystem* InstallFileSystem(FileSystem* fileSystem);
+template <>
+FileSystem& Replaceable<FileSystem>::Real();
 
 }  // namespace zuv::platform

@@ -1,13 +1,15 @@
 // The facts about this machine that volume classification and the file code depend on and that a
 // test cannot arrange for real: what is mounted, which block device backs a mount and what kind of
 // device it is, where a device sits in the device tree, how much space is free, and the system
-// version. They are read through one replaceable object, so that a test can put in a fake or wrap
-// the real facts to count or fail calls, for its own duration (zuv/platform/testing/).
+// version. They are read through Replaceable<MachineFacts>::Current(), so that a test can put in a
+// fake or wrap the real facts to count or fail calls, for its own duration (zuv/platform/testing/).
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "zuv/platform/replaceable.h"
 
 namespace zuv::platform {
 
@@ -35,8 +37,9 @@ class MachineFacts {
   virtual ~MachineFacts() = default;
   /// Every mounted file system, in mount order. False when the mount table cannot be read.
   virtual bool ReadMounts(std::vector<MountEntry>* mounts) = 0;
-  /// Kernel name of the block device behind a mount ("sda1", "sr0", "loop2"); empty when the
-  /// mount has none (tmpfs, network, overlay).
+  /// Kernel name of the block device behind a mount ("sda1", "sr0", "loop2"): the one of the
+  /// mount's device number, else the device node its source names under /dev (file systems with
+  /// anonymous device numbers, such as btrfs). Empty when it has none (tmpfs, network, overlay).
   virtual std::string BlockDeviceOf(const MountEntry& mount) = 0;
   /// The block device of that kernel name into *device. False when there is none.
   virtual bool ReadBlockDevice(const std::string& name, BlockDevice* device) = 0;
@@ -51,12 +54,7 @@ class MachineFacts {
   virtual uint32_t SystemVersion() = 0;
 };
 
-/// The facts in use now.
-MachineFacts& CurrentMachineFacts();
-/// The machine's own facts, for a test's wrapper to forward to.
-MachineFacts& RealMachineFacts();
-/// Puts `facts` in use (null: the real ones) and returns those it replaces. For tests: install
-/// before and restore after the threads that read them.
-MachineFacts* InstallMachineFacts(MachineFacts* facts);
+template <>
+MachineFacts& Replaceable<MachineFacts>::Real();
 
 }  // namespace zuv::platform

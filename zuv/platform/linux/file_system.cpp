@@ -220,6 +220,16 @@ bool IsFolder(const FSRef& item) {
 
 class LinuxFileSystem final : public FileSystem {
  public:
+  ForkOutcome ReadFork(const FSRef& file, void* buffer, size_t count) override;
+  ForkOutcome WriteFork(const FSRef& file, const void* data, size_t count) override;
+  OSStatus CreateFile(const FSRef& parent, std::u16string_view name, FSRef* created) override;
+  OSStatus CreateFolder(const FSRef& parent, std::u16string_view name, FSRef* created) override;
+  OSStatus CreateFolderAtPath(const std::string& path, uint32_t mode) override;
+  OSStatus Unlink(const std::string& path) override;
+  bool RemoveTree(const std::string& path) override;
+  OSStatus DeleteResourceFork(const FSRef& item) override;
+  bool Exists(const std::string& path) override;
+
   OSStatus Rename(const FSRef& item, std::u16string_view name, FSRef* renamed) override {
     const std::optional<std::string> leaf = ComponentOf(name);
     if (!leaf) return kErrBadName;
@@ -272,12 +282,9 @@ class LinuxFileSystem final : public FileSystem {
   std::map<uint64_t, bool> m_canExchange;  // by device id
 };
 
-LinuxFileSystem g_realFileSystem;
-std::atomic<FileSystem*> g_currentFileSystem{&g_realFileSystem};
-
 }  // namespace
 
-ForkOutcome ReadFork(const FSRef& file, void* buffer, size_t count) {
+ForkOutcome LinuxFileSystem::ReadFork(const FSRef& file, void* buffer, size_t count) {
   ForkOutcome outcome;
   const int fd = OpenFork(file, O_RDONLY, &outcome.transfer);
   if (fd < 0) return ForkOutcome{outcome.transfer, kErrFileNotOpen};
@@ -297,7 +304,7 @@ ForkOutcome ReadFork(const FSRef& file, void* buffer, size_t count) {
 }
 
 // Each step runs whatever became of the one before, as only the close decides the caller's result.
-ForkOutcome WriteFork(const FSRef& file, const void* data, size_t count) {
+ForkOutcome LinuxFileSystem::WriteFork(const FSRef& file, const void* data, size_t count) {
   ForkOutcome outcome;
   const int fd = OpenFork(file, O_WRONLY, &outcome.transfer);
   if (fd < 0) return ForkOutcome{outcome.transfer, kErrFileNotOpen};
@@ -319,14 +326,16 @@ ForkOutcome WriteFork(const FSRef& file, const void* data, size_t count) {
   return outcome;
 }
 
-OSStatus CreateFile(const FSRef& parent, std::u16string_view name, FSRef* created) {
+OSStatus LinuxFileSystem::CreateFile(const FSRef& parent, std::u16string_view name,
+                                     FSRef* created) {
   return CreateItem(parent, name, created, [](const char* path) {
     const int fd = open(path, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666);
     return fd >= 0 && close(fd) == 0;
   });
 }
 
-OSStatus CreateFolder(const FSRef& parent, std::u16string_view name, FSRef* created) {
+OSStatus LinuxFileSystem::CreateFolder(const FSRef& parent, std::u16string_view name,
+                                       FSRef* created) {
   return CreateItem(parent, name, created, [](const char* path) { return mkdir(path, 0777) == 0; });
 }
 
@@ -346,17 +355,17 @@ OSStatus GetParentAndName(const FSRef& item, FSRef* parent, std::u16string* name
   return status;
 }
 
-OSStatus UnlinkPath(const std::string& path) {
+OSStatus LinuxFileSystem::Unlink(const std::string& path) {
   return unlink(path.c_str()) == 0 ? kNoErr : StatusFromErrno(errno);
 }
 
-OSStatus CreateFolderAtPath(const std::string& path, uint32_t mode) {
+OSStatus LinuxFileSystem::CreateFolderAtPath(const std::string& path, uint32_t mode) {
   return mkdir(path.c_str(), static_cast<mode_t>(mode)) == 0 ? kNoErr
                                                              : StatusFromNamingErrno(errno);
 }
 
 // A trailing "/" would make the system follow a symbolic link named last, so it is dropped.
-bool RemoveTree(const std::string& path) {
+bool LinuxFileSystem::RemoveTree(const std::string& path) {
   std::string item = path;
   while (item.size() > 1 && item.back() == '/') item.pop_back();
   struct stat st;
@@ -366,9 +375,9 @@ bool RemoveTree(const std::string& path) {
   return rmdir(item.c_str()) == 0 && emptied;
 }
 
-bool ExistsFollowingLinks(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
+bool LinuxFileSystem::Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
-OSStatus DeleteResourceFork(const FSRef&) { return kErrForkNotFound; }
+OSStatus LinuxFileSystem::DeleteResourceFork(const FSRef&) { return kErrForkNotFound; }
 
 FSCatalogInfoBitmap ExchangedCatalogFields() {
   return kFSCatInfoNodeFlags | kFSCatInfoCreateDate | kFSCatInfoAccessDate | kFSCatInfoFinderInfo |
@@ -465,13 +474,10 @@ bool FindApplicationSupportFolder(std::string* path) {
   return false;
 }
 
-FileSystem& CurrentFileSystem() { return *g_currentFileSystem.load(std::memory_order_acquire); }
-
-FileSystem& RealFileSystem() { return g_realFileSystem; }
-
-FileSystem* InstallFileSystem(FileSystem* fileSystem) {
-  return g_currentFileSystem.exchange(fileSystem != nullptr ? fileSystem : &g_realFileSystem,
-                                      std::memory_order_acq_rel);
+template <>
+FileSystem& Replaceable<FileSystem>::Real() {
+  static LinuxFileSystem real;
+  return real;
 }
 
 }  // namespace zuv::platform

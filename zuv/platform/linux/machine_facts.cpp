@@ -1,6 +1,5 @@
 #include "zuv/platform/machine_facts.h"
 
-#include <atomic>
 #include <cstdlib>
 #include <fstream>
 #include <libmount/libmount.h>
@@ -104,18 +103,12 @@ class LinuxMachineFacts final : public MachineFacts {
   uint32_t SystemVersion() override { return kLinuxSystemVersion; }
 };
 
-LinuxMachineFacts g_realFacts;
-std::atomic<MachineFacts*> g_currentFacts{&g_realFacts};
-
 }  // namespace
 
-MachineFacts& CurrentMachineFacts() { return *g_currentFacts.load(std::memory_order_acquire); }
-
-MachineFacts& RealMachineFacts() { return g_realFacts; }
-
-MachineFacts* InstallMachineFacts(MachineFacts* facts) {
-  return g_currentFacts.exchange(facts != nullptr ? facts : &g_realFacts,
-                                 std::memory_order_acq_rel);
+template <>
+MachineFacts& Replaceable<MachineFacts>::Real() {
+  static LinuxMachineFacts real;
+  return real;
 }
 
 }  // namespace zuv::platform

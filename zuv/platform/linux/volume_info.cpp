@@ -30,7 +30,8 @@ bool Contains(const std::array<std::string_view, N>& names, std::string_view nam
 bool FindVolumeMount(int16_t volume, MountEntry* mount) {
   uint64_t device = 0;
   std::vector<MountEntry> mounts;
-  if (!detail::DeviceOfVolume(volume, &device) || !CurrentMachineFacts().ReadMounts(&mounts)) {
+  if (!detail::DeviceOfVolume(volume, &device) ||
+      !Replaceable<MachineFacts>::Current().ReadMounts(&mounts)) {
     return false;
   }
   const MountEntry* found = nullptr;
@@ -45,7 +46,7 @@ bool FindVolumeMount(int16_t volume, MountEntry* mount) {
 
 // The block device behind a mount; false for a mount without one.
 bool ReadMountDevice(const MountEntry& mount, std::string* name, BlockDevice* device) {
-  MachineFacts& facts = CurrentMachineFacts();
+  MachineFacts& facts = Replaceable<MachineFacts>::Current();
   *name = facts.BlockDeviceOf(mount);
   return !name->empty() && facts.ReadBlockDevice(*name, device);
 }
@@ -87,7 +88,7 @@ std::vector<std::string> MediaMountPoints(const char* deviceClass) {
   std::vector<MountEntry> mounts;
   if (deviceClass == nullptr ||
       (std::strcmp(deviceClass, "IOCDMedia") != 0 && std::strcmp(deviceClass, "IODVDMedia") != 0) ||
-      !CurrentMachineFacts().ReadMounts(&mounts)) {
+      !Replaceable<MachineFacts>::Current().ReadMounts(&mounts)) {
     return mountPoints;
   }
   for (const MountEntry& mount : mounts) {
@@ -98,11 +99,12 @@ std::vector<std::string> MediaMountPoints(const char* deviceClass) {
 
 std::string BlockDeviceEntry(const std::string& name) {
   BlockDevice device;
-  return CurrentMachineFacts().ReadBlockDevice(name, &device) ? device.entry : std::string();
+  return Replaceable<MachineFacts>::Current().ReadBlockDevice(name, &device) ? device.entry
+                                                                             : std::string();
 }
 
 OSStatus GetFreeBytes(const FSRef& ref, uint64_t* bytes) {
-  return CurrentMachineFacts().ReadFreeBytes(ref.path, bytes) ? kNoErr : kErrIO;
+  return Replaceable<MachineFacts>::Current().ReadFreeBytes(ref.path, bytes) ? kNoErr : kErrIO;
 }
 
 }  // namespace zuv::platform

@@ -1,7 +1,6 @@
-// Test doubles for the replaceable file system: a scope that puts one in use for its own lifetime,
-// and a wrapper around the real one that counts calls by kind, fails chosen calls, answers whether
-// a volume can exchange, and counts pauses instead of sleeping. Header-only; compiled into the
-// tests alone.
+// A fault-injecting wrapper around the real file system: it counts calls by kind, fails chosen
+// calls, answers whether a volume can exchange, and counts pauses instead of sleeping.
+// ScopedReplacement<FileSystem> puts it in use. Header-only; compiled into the tests alone.
 #pragma once
 
 #include <array>
@@ -17,23 +16,27 @@
 
 namespace zuv::platform::testing {
 
-/// Puts `fileSystem` in use until the end of the scope, then brings back what was in use before.
-class ScopedFileSystem {
- public:
-  explicit ScopedFileSystem(FileSystem* fileSystem) : m_previous(InstallFileSystem(fileSystem)) {}
-  ~ScopedFileSystem() { InstallFileSystem(m_previous); }
-  ScopedFileSystem(const ScopedFileSystem&) = delete;
-  ScopedFileSystem& operator=(const ScopedFileSystem&) = delete;
-
- private:
-  FileSystem* m_previous;
-};
-
 /// Forwards to the real file system. Calls are numbered from 1 per kind; a call chosen to fail
-/// answers its error and does nothing. Pauses are counted, not slept.
+/// does nothing and answers its error: a fork transfer as a fork that could not be opened, a
+/// truth value as false. Pauses are counted, not slept.
 class FaultyFileSystem : public FileSystem {
  public:
-  enum Kind { kRename, kMove, kDelete, kExchange, kCatalogWrite, kKindCount };
+  enum Kind {
+    kReadFork,
+    kWriteFork,
+    kCreateFile,
+    kCreateFolder,
+    kRename,
+    kMove,
+    kDelete,
+    kUnlink,
+    kRemoveTree,
+    kDeleteResourceFork,
+    kExists,
+    kExchange,
+    kCatalogWrite,
+    kKindCount
+  };
 
   /// Makes calls `first` to `first + count - 1` of `kind` answer `error`.
   void Fail(Kind kind, int first, OSStatus error, int count = 1) {
@@ -59,38 +62,70 @@ class FaultyFileSystem : public FileSystem {
     return m_renamedTo;
   }
 
+  ForkOutcome ReadFork(const FSRef& file, void* buffer, size_t count) override {
+    if (const auto error = Failure(kReadFork)) return {*error, kErrFileNotOpen};
+    return Real().ReadFork(file, buffer, count);
+  }
+  ForkOutcome WriteFork(const FSRef& file, const void* data, size_t count) override {
+    if (const auto error = Failure(kWriteFork)) return {*error, kErrFileNotOpen};
+    return Real().WriteFork(file, data, count);
+  }
+  OSStatus CreateFile(const FSRef& parent, std::u16string_view name, FSRef* created) override {
+    if (const auto error = Failure(kCreateFile)) return *error;
+    return Real().CreateFile(parent, name, created);
+  }
+  OSStatus CreateFolder(const FSRef& parent, std::u16string_view name, FSRef* created) override {
+    if (const auto error = Failure(kCreateFolder)) return *error;
+    return Real().CreateFolder(parent, name, created);
+  }
+  OSStatus CreateFolderAtPath(const std::string& path, uint32_t mode) override {
+    if (const auto error = Failure(kCreateFolder)) return *error;
+    return Real().CreateFolderAtPath(path, mode);
+  }
   OSStatus Rename(const FSRef& item, std::u16string_view name, FSRef* renamed) override {
     {
       const std::lock_guard<std::mutex> hold(m_lock);
       m_renamedTo.emplace_back(name);
     }
     if (const auto error = Failure(kRename)) return *error;
-    return RealFileSystem().Rename(item, name, renamed);
+    return Real().Rename(item, name, renamed);
   }
   OSStatus Move(const FSRef& item, const FSRef& folder, FSRef* moved) override {
     if (const auto error = Failure(kMove)) return *error;
-    return RealFileSystem().Move(item, folder, moved);
+    return Real().Move(item, folder, moved);
   }
   OSStatus Delete(const FSRef& item) override {
     if (const auto error = Failure(kDelete)) return *error;
-    return RealFileSystem().Delete(item);
+    return Real().Delete(item);
   }
+  OSStatus Unlink(const std::string& path) override {
+    if (const auto error = Failure(kUnlink)) return *error;
+    return Real().Unlink(path);
+  }
+  bool RemoveTree(const std::string& path) override {
+    return !Failure(kRemoveTree) && Real().RemoveTree(path);
+  }
+  OSStatus DeleteResourceFork(const FSRef& item) override {
+    if (const auto error = Failure(kDeleteResourceFork)) return *error;
+    return Real().DeleteResourceFork(item);
+  }
+  bool Exists(const std::string& path) override { return !Failure(kExists) && Real().Exists(path); }
   bool CanExchange(const FSRef& item) override {
     std::optional<bool> answer;
     {
       const std::lock_guard<std::mutex> hold(m_lock);
       answer = m_canExchange;
     }
-    return answer ? *answer : RealFileSystem().CanExchange(item);
+    return answer ? *answer : Real().CanExchange(item);
   }
   OSStatus Exchange(const FSRef& a, const FSRef& b, FSRef* newA, FSRef* newB) override {
     if (const auto error = Failure(kExchange)) return *error;
-    return RealFileSystem().Exchange(a, b, newA, newB);
+    return Real().Exchange(a, b, newA, newB);
   }
   OSStatus SetCatalogInfo(const FSRef& item, FSCatalogInfoBitmap which,
                           const FSCatalogInfo& info) override {
     if (const auto error = Failure(kCatalogWrite)) return *error;
-    return RealFileSystem().SetCatalogInfo(item, which, info);
+    return Real().SetCatalogInfo(item, which, info);
   }
   void Pause(std::chrono::milliseconds) override {
     const std::lock_guard<std::mutex> hold(m_lock);
@@ -98,6 +133,8 @@ class FaultyFileSystem : public FileSystem {
   }
 
  private:
+  static FileSystem& Real() { return Replaceable<FileSystem>::Real(); }
+
   // Counts the call and gives its error when it was chosen to fail.
   std::optional<OSStatus> Failure(Kind kind) {
     const std::lock_guard<std::mutex> hold(m_lock);

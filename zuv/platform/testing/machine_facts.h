@@ -1,38 +1,28 @@
-// Test doubles for the machine facts: a scope that puts facts in use for its own lifetime, a fake
-// that answers from tables the test fills, and a wrapper that counts the calls it forwards to the
-// real facts. Header-only; compiled into the tests alone.
+// Test doubles for the machine facts: a fake that answers from tables the test fills, and a wrapper
+// that counts the calls it forwards to the real facts. ScopedReplacement<MachineFacts> puts either
+// in use. Header-only; compiled into the tests alone.
 #pragma once
 
 #include <atomic>
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "zuv/platform/machine_facts.h"
 
 namespace zuv::platform::testing {
 
-/// Puts `facts` in use until the end of the scope, then brings back whatever was in use before.
-class ScopedMachineFacts {
- public:
-  explicit ScopedMachineFacts(MachineFacts* facts) : m_previous(InstallMachineFacts(facts)) {}
-  ~ScopedMachineFacts() { InstallMachineFacts(m_previous); }
-  ScopedMachineFacts(const ScopedMachineFacts&) = delete;
-  ScopedMachineFacts& operator=(const ScopedMachineFacts&) = delete;
-
- private:
-  MachineFacts* m_previous;
-};
-
-/// Facts from tables. A mount's block device is looked up by its mount point; an unknown name,
-/// device or entry has none. Free space is unreadable until set.
+/// Facts from tables. As on the machine, a mount's block device is the one of its device number,
+/// else the one that its source names as "/dev/NAME"; an unknown name, device or entry has none.
+/// Free space is unreadable until set.
 class FakeMachineFacts : public MachineFacts {
  public:
   std::vector<MountEntry> mounts;
-  std::map<std::string, std::string> blockDeviceByMountPoint;
-  std::map<std::string, BlockDevice> blockDevices;
-  std::map<std::string, std::string> subsystems;
+  std::map<std::string, BlockDevice> blockDevices;     // by kernel name
+  std::map<uint64_t, std::string> blockDeviceNumbers;  // kernel name by device number (st_dev)
+  std::map<std::string, std::string> subsystems;       // by device tree entry
   std::optional<uint64_t> freeBytes;
   uint32_t systemVersion = 0x1068;
 
@@ -41,8 +31,12 @@ class FakeMachineFacts : public MachineFacts {
     return true;
   }
   std::string BlockDeviceOf(const MountEntry& mount) override {
-    const auto found = blockDeviceByMountPoint.find(mount.mountPoint);
-    return found != blockDeviceByMountPoint.end() ? found->second : std::string();
+    const auto byNumber = blockDeviceNumbers.find(mount.device);
+    if (byNumber != blockDeviceNumbers.end()) return byNumber->second;
+    const std::string_view devices = "/dev/";
+    if (mount.source.rfind(devices, 0) != 0) return "";
+    const std::string name = mount.source.substr(devices.size());
+    return blockDevices.count(name) != 0 ? name : "";
   }
   bool ReadBlockDevice(const std::string& name, BlockDevice* device) override {
     const auto found = blockDevices.find(name);
@@ -70,24 +64,24 @@ class CountingMachineFacts : public MachineFacts {
 
   bool ReadMounts(std::vector<MountEntry>* mounts) override {
     ++m_mountReads;
-    return RealMachineFacts().ReadMounts(mounts);
+    return Replaceable<MachineFacts>::Real().ReadMounts(mounts);
   }
   std::string BlockDeviceOf(const MountEntry& mount) override {
     ++m_deviceReads;
-    return RealMachineFacts().BlockDeviceOf(mount);
+    return Replaceable<MachineFacts>::Real().BlockDeviceOf(mount);
   }
   bool ReadBlockDevice(const std::string& name, BlockDevice* device) override {
     ++m_deviceReads;
-    return RealMachineFacts().ReadBlockDevice(name, device);
+    return Replaceable<MachineFacts>::Real().ReadBlockDevice(name, device);
   }
   std::string DeviceSubsystem(const std::string& entry) override {
     ++m_deviceReads;
-    return RealMachineFacts().DeviceSubsystem(entry);
+    return Replaceable<MachineFacts>::Real().DeviceSubsystem(entry);
   }
   bool ReadFreeBytes(const std::string& path, uint64_t* bytes) override {
-    return RealMachineFacts().ReadFreeBytes(path, bytes);
+    return Replaceable<MachineFacts>::Real().ReadFreeBytes(path, bytes);
   }
-  uint32_t SystemVersion() override { return RealMachineFacts().SystemVersion(); }
+  uint32_t SystemVersion() override { return Replaceable<MachineFacts>::Real().SystemVersion(); }
 
  private:
   std::atomic<int> m_mountReads{0};

@@ -1,7 +1,7 @@
 // Real file systems for tests: a scratch folder that cleans up after itself, mounts made beneath it
-// (tmpfs, an ISO 9660 image, a loop-mounted ext2 image) that are undone when it goes, locked files,
-// ownership, trees deeper than any path, and running a check in a child process that has dropped
-// to an unprivileged user or may open only a few files.
+// (tmpfs, an ISO 9660 image, a loop-mounted ext2/ext4 image) that are undone when it goes, locked
+// files, ownership, trees deeper than any path, and running a check in a child process that has
+// dropped to an unprivileged user or may open only a few files.
 // Header-only; compiled into the tests alone. Whatever needs root or a missing tool reports why it
 // cannot run.
 #pragma once
@@ -187,11 +187,12 @@ class ScratchFolder {
     });
   }
 
-  /// Makes an empty 1 MiB ext2 image and mounts it through a loop device on a folder `name`,
-  /// read-only when asked. Its path, or empty when mke2fs or the mount failed.
-  std::string MountExt2(const std::string& name, bool readOnly) {
+  /// Makes an empty 1 MiB image of an ext2, ext3 or ext4 file system and mounts it through a loop
+  /// device on a folder `name`, read-only when asked. Its path, or empty when mke2fs or the mount
+  /// failed.
+  std::string MountDiskImage(const std::string& name, const std::string& fsType, bool readOnly) {
     const std::string image = *this / (name + ".img");
-    if (!RunCommand("mke2fs -q -F -t ext2 '" + image + "' 1M")) return "";
+    if (!RunCommand("mke2fs -q -F -t " + fsType + " '" + image + "' 1M")) return "";
     return Mount(name, [&](const std::string& point) {
       return RunCommand(std::string(readOnly ? "mount -o loop,ro '" : "mount -o loop '") + image +
                         "' '" + point + "'");

@@ -1,0 +1,150 @@
+// The contract of the file system, run against the real one and against the fault-injecting wrapper
+// with no faults chosen, so that a test that puts the wrapper in place sees the real answers.
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "zuv/platform/file_system.h"
+#include "zuv/platform/testing/file_system.h"
+#include "zuv/platform/testing/scratch.h"
+#include "zuv/testing/files.h"
+
+namespace {
+
+using zuv::platform::FileSystem;
+using zuv::platform::ForkOutcome;
+using zuv::platform::kNoErr;
+using zuv::platform::OSStatus;
+using zuv::platform::testing::FaultyFileSystem;
+using zuv::platform::testing::ScratchFolder;
+using zuv::platform::testing::WriteFile;
+using zuv::testing::RefOf;
+using zuv::testing::Tree;
+namespace fs = std::filesystem;
+namespace platform = zuv::platform;
+
+class FileSystemContract : public ::testing::TestWithParam<bool> {
+ protected:
+  FileSystem& Subject() { return GetParam() ? platform::Replaceable<FileSystem>::Real() : faulty; }
+
+  FaultyFileSystem faulty;
+  ScratchFolder scratch;
+};
+
+TEST_P(FileSystemContract, ItemsAreMadeWrittenMovedAndRemoved) {
+  using Disk = std::map<std::string, std::string>;
+  FileSystem& fileSystem = Subject();
+  FSRef folder;
+  FSRef file;
+  FSRef other;
+  ASSERT_EQ(fileSystem.CreateFolder(RefOf(scratch.Path()), u"folder", &folder), kNoErr);
+  ASSERT_EQ(fileSystem.CreateFile(folder, u"a.jpg", &file), kNoErr);
+  EXPECT_EQ(file.path, scratch / "folder/a.jpg");
+  EXPECT_EQ(fileSystem.CreateFile(folder, u"a.jpg", &other), platform::kErrDuplicateName);
+  EXPECT_EQ(fileSystem.CreateFolder(folder, u"a.jpg", &other), platform::kErrDuplicateName);
+  for (const std::u16string_view name : {u"", u".", u"..", u"a/b"}) {
+    EXPECT_EQ(fileSystem.CreateFile(folder, name, &other), platform::kErrBadName);
+  }
+  EXPECT_EQ(fileSystem.CreateFolderAtPath(scratch / "folder/sub", 0700), kNoErr);
+  EXPECT_EQ(fileSystem.CreateFolderAtPath(scratch / "folder/sub", 0700),
+            platform::kErrDuplicateName);
+  EXPECT_EQ(Tree(scratch.Path()),
+            (Disk{{"folder", "<folder>"}, {"folder/a.jpg", ""}, {"folder/sub", "<folder>"}}));
+
+  EXPECT_EQ(fileSystem.WriteFork(file, "photo", 5), (ForkOutcome{}));
+  char buffer[8] = {};
+  EXPECT_EQ(fileSystem.ReadFork(file, buffer, sizeof buffer), (ForkOutcome{}));
+  EXPECT_EQ(std::string(buffer), "photo");
+  EXPECT_EQ(fileSystem.ReadFork(folder, buffer, sizeof buffer),
+            (ForkOutcome{platform::kErrNotAFile, platform::kErrFileNotOpen}));
+  FSCatalogInfo info = {};
+  info.accessDate = UTCDateTime{0, 3'100'000'000, 0};
+  EXPECT_EQ(fileSystem.SetCatalogInfo(file, kFSCatInfoAccessDate, info), kNoErr);
+  info = {};
+  platform::GetCatalogInfo(file, kFSCatInfoAccessDate, &info, nullptr);
+  EXPECT_EQ(info.accessDate.lowSeconds, 3'100'000'000u);
+  EXPECT_EQ(fileSystem.DeleteResourceFork(file), platform::kErrForkNotFound);
+
+  FSRef renamed;
+  FSRef moved;
+  ASSERT_EQ(fileSystem.Rename(file, u"b.jpg", &renamed), kNoErr);
+  ASSERT_EQ(fileSystem.Move(renamed, RefOf(scratch / "folder/sub"), &moved), kNoErr);
+  EXPECT_EQ(moved.path, scratch / "folder/sub/b.jpg");
+  ASSERT_EQ(fileSystem.CreateFile(folder, u"c.jpg", &other), kNoErr);
+  fileSystem.WriteFork(other, "other", 5);
+  const bool exchanges = fileSystem.CanExchange(moved);
+  if (exchanges) {
+    FSRef newA;
+    FSRef newB;
+    EXPECT_EQ(fileSystem.Exchange(moved, other, &newA, &newB), kNoErr);
+    EXPECT_EQ(fileSystem.Exchange(moved, folder, &newA, &newB), platform::kErrNotAFile);
+    EXPECT_EQ(Tree(scratch / "folder"),
+              (Disk{{"c.jpg", "photo"}, {"sub", "<folder>"}, {"sub/b.jpg", "other"}}));
+  }
+  fs::create_symlink(scratch / "nowhere", scratch / "dangling");
+  EXPECT_TRUE(fileSystem.Exists(scratch / "folder/c.jpg"));
+  EXPECT_FALSE(fileSystem.Exists(scratch / "dangling"));
+  EXPECT_EQ(fileSystem.Unlink(scratch / "folder/c.jpg"), kNoErr);
+  EXPECT_EQ(fileSystem.Unlink(scratch / "folder/c.jpg"), platform::kErrFileNotFound);
+  EXPECT_EQ(fileSystem.Delete(folder), platform::kErrFileBusy) << "not empty";
+  EXPECT_EQ(Tree(scratch.Path()), (Disk{{"dangling", ""},
+                                        {"folder", "<folder>"},
+                                        {"folder/sub", "<folder>"},
+                                        {"folder/sub/b.jpg", exchanges ? "other" : "photo"}}));
+  EXPECT_TRUE(fileSystem.RemoveTree(scratch / "folder"));
+  EXPECT_EQ(fileSystem.Delete(RefOf(scratch / "dangling")), kNoErr);
+  EXPECT_TRUE(Tree(scratch.Path()).empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Platform, FileSystemContract, ::testing::Values(true, false),
+                         [](const ::testing::TestParamInfo<bool>& param) {
+                           return param.param ? "Real" : "FaultyWithoutFaults";
+                         });
+
+// A call chosen to fail answers its error and leaves the disk as it was.
+TEST(FaultyFileSystemTest, EveryKindOfCallCanBeFailed) {
+  ScratchFolder scratch;
+  fs::create_directory(scratch / "folder");
+  WriteFile(scratch / "folder/file", "kept");
+  WriteFile(scratch / "other", "other");
+  const FSRef folder = RefOf(scratch / "folder");
+  const FSRef file = RefOf(scratch / "folder/file");
+  FaultyFileSystem faulty;
+  FSRef out;
+  char buffer[4];
+  const OSStatus kAnswer = platform::kErrIO;
+  const auto answer = [&](bool truth) { return truth ? kNoErr : kAnswer; };
+  using Kind = FaultyFileSystem::Kind;
+  const std::pair<Kind, std::function<OSStatus()>> rows[] = {
+      {Kind::kReadFork, [&] { return faulty.ReadFork(file, buffer, 4).transfer; }},
+      {Kind::kWriteFork, [&] { return faulty.WriteFork(file, "new", 3).transfer; }},
+      {Kind::kCreateFile, [&] { return faulty.CreateFile(folder, u"new", &out); }},
+      {Kind::kCreateFolder, [&] { return faulty.CreateFolder(folder, u"new", &out); }},
+      {Kind::kCreateFolder, [&] { return faulty.CreateFolderAtPath(scratch / "new", 0700); }},
+      {Kind::kRename, [&] { return faulty.Rename(file, u"new", &out); }},
+      {Kind::kMove, [&] { return faulty.Move(file, RefOf(scratch.Path()), &out); }},
+      {Kind::kDelete, [&] { return faulty.Delete(file); }},
+      {Kind::kUnlink, [&] { return faulty.Unlink(scratch / "folder/file"); }},
+      {Kind::kRemoveTree, [&] { return answer(faulty.RemoveTree(scratch / "folder")); }},
+      {Kind::kDeleteResourceFork, [&] { return faulty.DeleteResourceFork(file); }},
+      {Kind::kExists, [&] { return answer(faulty.Exists(scratch / "folder")); }},
+      {Kind::kExchange,
+       [&] { return faulty.Exchange(file, RefOf(scratch / "other"), &out, &out); }},
+      {Kind::kCatalogWrite,
+       [&] { return faulty.SetCatalogInfo(file, kFSCatInfoNodeFlags, FSCatalogInfo{}); }},
+  };
+  const auto before = Tree(scratch.Path());
+  for (const auto& [kind, call] : rows) {
+    SCOPED_TRACE(kind);
+    const int made = faulty.Calls(kind);
+    faulty.Fail(kind, made + 1, kAnswer);
+    EXPECT_EQ(call(), kAnswer);
+    EXPECT_EQ(faulty.Calls(kind), made + 1);
+    EXPECT_EQ(Tree(scratch.Path()), before);
+  }
+}
+
+}  // namespace
