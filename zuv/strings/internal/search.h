@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "zuv/platform/text.h"
 #include "zuv/strings/internal/ascii_words.h"
@@ -25,6 +26,17 @@ inline char16_t FoldUnit(char16_t unit) {
   return zuv::platform::FoldCase(unit);
 }
 
+// Moves from index `from` over whole 32-unit blocks up to `to` in which `hitsAt` (the hits of the
+// eight units at an index, as ZeroBytes gives them) finds nothing; returns where it stopped.
+template <typename HitsAt>
+size_t SkipBlocks(size_t from, size_t to, HitsAt hitsAt) {
+  size_t i = from;
+  for (; i + 32 <= to + 1; i += 32) {
+    if ((hitsAt(i) | hitsAt(i + 8) | hitsAt(i + 16) | hitsAt(i + 24)) != 0) break;
+  }
+  return i;
+}
+
 // --- Views. Each has size(), operator[] giving the unit as compared, and Next(from, to, unit):
 // the first index in [from, to] whose unit compares equal to `unit`, or kNotFound.
 
@@ -33,6 +45,7 @@ class BytesForward {
  public:
   explicit BytesForward(std::string_view bytes) : m_bytes(bytes) {}
   size_t size() const { return m_bytes.size(); }
+  const char* Data() const { return m_bytes.data(); }
   unsigned char operator[](size_t i) const { return static_cast<unsigned char>(m_bytes[i]); }
   size_t Next(size_t from, size_t to, unsigned char unit) const {
     const size_t at = m_bytes.substr(0, to + 1).find(static_cast<char>(unit), from);
@@ -48,15 +61,19 @@ class BytesBackward {
  public:
   explicit BytesBackward(std::string_view bytes) : m_bytes(bytes) {}
   size_t size() const { return m_bytes.size(); }
+  const char* Data() const { return m_bytes.data(); }
   unsigned char operator[](size_t i) const {
     return static_cast<unsigned char>(m_bytes[m_bytes.size() - 1 - i]);
   }
   size_t Next(size_t from, size_t to, unsigned char unit) const {
     const uint64_t pattern = unit * kOnes;
-    size_t i = from;
+    // The word that holds indexes i .. i + 7, that is bytes end - i - 8 .. end - i - 1.
+    const auto hitsAt = [&](size_t i) {
+      return ZeroBytes(Load8(m_bytes.data() + m_bytes.size() - i - 8) ^ pattern);
+    };
+    size_t i = SkipBlocks(from, to, hitsAt);
     for (; i + 8 <= to + 1; i += 8) {
-      // The word that holds indexes i .. i + 7, that is bytes end - i - 8 .. end - i - 1.
-      const uint64_t hits = ZeroBytes(Load8(m_bytes.data() + m_bytes.size() - i - 8) ^ pattern);
+      const uint64_t hits = hitsAt(i);
       if (hits != 0) return i + static_cast<size_t>(std::countl_zero(hits)) / 8;
     }
     for (; i <= to; ++i) {
@@ -78,9 +95,12 @@ class AsciiFolded {
   size_t Next(size_t from, size_t to, char16_t unit) const {
     if (unit >= 0x80) return kNotFound;
     const uint64_t pattern = unit * kOnes;
-    size_t i = from;
+    const auto hitsAt = [&](size_t i) {
+      return ZeroBytes(FoldAsciiWord(Load8(m_ascii.data() + i)) ^ pattern);
+    };
+    size_t i = SkipBlocks(from, to, hitsAt);
     for (; i + 8 <= to + 1; i += 8) {
-      const uint64_t hits = ZeroBytes(FoldAsciiWord(Load8(m_ascii.data() + i)) ^ pattern);
+      const uint64_t hits = hitsAt(i);
       if (hits != 0) return i + static_cast<size_t>(std::countr_zero(hits)) / 8;
     }
     for (; i <= to; ++i) {
@@ -111,6 +131,29 @@ class UnitsFolded {
 };
 
 namespace search_detail {
+
+// The first i from `i` on, below `m`, at which the needle and the text window at `j` differ; `m`
+// when they agree up to there. Bytes are compared eight at a time.
+template <typename Text, typename Find>
+size_t MatchUpTo(const Text& text, const Find& find, size_t j, size_t i, size_t m) {
+  if constexpr (std::is_same_v<Text, Find> &&
+                (std::is_same_v<Text, BytesForward> || std::is_same_v<Text, BytesBackward>)) {
+    constexpr bool kForward = std::is_same_v<Text, BytesForward>;
+    for (; i + 8 <= m; i += 8) {
+      // Indexes i .. i + 7 of both, as one word each.
+      const uint64_t differ = kForward ? Load8(text.Data() + j + i) ^ Load8(find.Data() + i)
+                                       : Load8(text.Data() + text.size() - j - i - 8) ^
+                                             Load8(find.Data() + find.size() - i - 8);
+      if (differ != 0) {
+        return i +
+               static_cast<size_t>(kForward ? std::countr_zero(differ) : std::countl_zero(differ)) /
+                   8;
+      }
+    }
+  }
+  while (i < m && find[i] == text[i + j]) ++i;
+  return i;
+}
 
 // The critical factorization of the needle: the start of its right half, found as the later of
 // the two maximal suffixes (by the order of the units and by the reverse order), and the period
@@ -186,8 +229,7 @@ size_t TwoWayFind(const Text& text, const Find& find) {
       if (at == kNotFound) return kNotFound;
       j = at - suffix;
     }
-    size_t i = std::max(suffix, memory);
-    while (i < m && find[i] == text[i + j]) ++i;
+    size_t i = search_detail::MatchUpTo(text, find, j, std::max(suffix, memory), m);
     if (i < m) {
       j += i - suffix + 1;
       memory = 0;
