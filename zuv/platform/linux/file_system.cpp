@@ -23,7 +23,12 @@ namespace zuv::platform {
 namespace {
 
 using detail::StatusFromErrno;
-using detail::StatusFromNamingErrno;
+
+// StatusFromErrno for an operation that gives an item a name: a name longer than the file system
+// takes is kErrNameTooLong rather than a bad name.
+OSStatus StatusFromNamingErrno(int error) {
+  return error == ENAMETOOLONG ? kErrNameTooLong : StatusFromErrno(error);
+}
 
 // The folder part of a reference's canonical path ("/" for an item at the root).
 std::string FolderOf(const std::string& path) {

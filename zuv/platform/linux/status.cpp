@@ -2,8 +2,6 @@
 
 #include <cerrno>
 
-#include "zuv/platform/file_system.h"
-
 namespace zuv::platform::detail {
 
 OSStatus StatusFromErrno(int error) {
@@ -43,10 +41,6 @@ OSStatus StatusFromErrno(int error) {
     default:
       return kErrIO;
   }
-}
-
-OSStatus StatusFromNamingErrno(int error) {
-  return error == ENAMETOOLONG ? kErrNameTooLong : StatusFromErrno(error);
 }
 
 }  // namespace zuv::platform::detail

@@ -8,8 +8,5 @@ namespace zuv::platform::detail {
 /// The error number for an errno value: not found, busy, duplicate name, disk full, access denied
 /// and the like; kErrIO for anything without a closer match. 0 stays kNoErr.
 OSStatus StatusFromErrno(int error);
-/// The same for an operation that gives an item a name: a name longer than the file system takes
-/// is kErrNameTooLong (file_system.h) rather than a bad name.
-OSStatus StatusFromNamingErrno(int error);
 
 }  // namespace zuv::platform::detail
