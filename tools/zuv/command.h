@@ -33,5 +33,6 @@ int RunSwapCommand(const std::vector<std::string>& arguments);
 int RunMkdirCommand(const std::vector<std::string>& arguments);
 int RunRenameCommand(const std::vector<std::string>& arguments);
 int RunRmCommand(const std::vector<std::string>& arguments);
+int RunTrashCommand(const std::vector<std::string>& arguments);
 int RunTempfileCommand(const std::vector<std::string>& arguments);
 int RunTypesCommand(const std::vector<std::string>& arguments);

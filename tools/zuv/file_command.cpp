@@ -1,13 +1,13 @@
 // zuv swap, mkdir, rename, rm and tempfile: the basic file operations and the project temp folder
 // on items named on the command line. A failure is reported with its result code, by name and
 // number, and makes the exit status 1.
-#include <filesystem>
 #include <iostream>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "tools/zuv/command.h"
+#include "tools/zuv/path_argument.h"
 #include "zuv/files/file_handle.h"
 #include "zuv/files/file_ops.h"
 #include "zuv/files/temp_folder.h"
@@ -16,28 +16,6 @@
 namespace {
 
 constexpr int kFailed = 1;
-
-CZuvStringData Text(const std::string& text) { return CZuvStringData(ZuvCharUtf8(text.c_str())); }
-
-// The absolute form of a path argument, without "." or ".." components or a trailing "/".
-std::string AbsolutePath(const std::string& argument) {
-  std::string path = std::filesystem::absolute(argument).lexically_normal().string();
-  if (path.size() > 1 && path.back() == '/') path.pop_back();
-  return path;
-}
-
-CZuvFilePath PathObject(const std::string& path) {
-  CZuvFilePath object;
-  const CZuvStringData text = Text(path);
-  object.Initialize(&text);
-  return object;
-}
-
-std::string PathText(const CZuvFilePath& path) {
-  CZuvStringData text;
-  path.GetFullPath(&text);
-  return text.GetPtrUtf8();
-}
 
 // Prints "zuv COMMAND: SUBJECT: kZuvErrName (number)" for a failure. The exit status it calls for.
 int Report(std::string_view command, const std::string& subject, ZuvResult result) {
