@@ -36,5 +36,9 @@ install(FILES "${PROJECT_BINARY_DIR}/zuv.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR
   COMPONENT Development)
 
 if(ZUV_BUILD_TOOLS)
+  # The installed tool finds libzuv from where it lies, wherever the prefix is.
+  file(RELATIVE_PATH ZUV_LIBDIR_FROM_BINDIR "${CMAKE_INSTALL_FULL_BINDIR}"
+    "${CMAKE_INSTALL_FULL_LIBDIR}")
+  set_target_properties(zuv_tool PROPERTIES INSTALL_RPATH "$ORIGIN/${ZUV_LIBDIR_FROM_BINDIR}")
   install(TARGETS zuv_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Runtime)
 endif()

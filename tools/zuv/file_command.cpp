@@ -1,13 +1,13 @@
 // zuv swap, mkdir, rename, rm and tempfile: the basic file operations and the project temp folder
-// on items named on the command line. A failure is reported with its result code, by name and
-// number, and makes the exit status 1.
+// on items named on the command line. Each failure is reported on one line and makes the exit
+// status 1.
 #include <iostream>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "tools/zuv/command.h"
-#include "tools/zuv/path_argument.h"
 #include "zuv/files/file_handle.h"
 #include "zuv/files/file_ops.h"
 #include "zuv/files/temp_folder.h"
@@ -15,61 +15,95 @@
 
 namespace {
 
-constexpr int kFailed = 1;
+bool IsFolder(const std::string& path) {
+  return (CZuvFileHandle(ZuvToolPathObject(path)).GetAttribute() & kZuvAttributeFolder) != 0;
+}
 
-// Prints "zuv COMMAND: SUBJECT: kZuvErrName (number)" for a failure. The exit status it calls for.
-int Report(std::string_view command, const std::string& subject, ZuvResult result) {
-  if (ZuvIsSuccess(result)) return 0;
-  const char* name = ZuvResultName(result);
-  std::cerr << "zuv " << command << ": " << subject << ": " << (name != nullptr ? name : "unknown")
-            << " (" << result << ")\n";
-  return kFailed;
+// The last component of a path, trailing slashes aside ("" for "/" and for "").
+std::string_view LastComponent(std::string_view path) {
+  const size_t end = path.find_last_not_of('/');
+  if (end == std::string_view::npos) return {};
+  const size_t slash = path.rfind('/', end);
+  const size_t start = slash == std::string_view::npos ? 0 : slash + 1;
+  return path.substr(start, end + 1 - start);
+}
+
+// The path of an item that is removed, renamed or swapped, or nothing after reporting why not. A
+// last component of "." or ".." is refused, as rm does: it names a folder by way of another item,
+// and the kernel and a reader may not agree on which folder that is.
+std::optional<std::string> ItemPath(std::string_view command, const std::string& argument) {
+  const std::string_view last = LastComponent(argument);
+  if (last == "." || last == "..") {
+    ZuvToolFailure(command, argument, kZuvErrInvalidName,
+                   "a path that ends in '.' or '..' is refused");
+    return std::nullopt;
+  }
+  return ZuvToolPath(command, argument);
 }
 
 }  // namespace
 
 int RunSwapCommand(const std::vector<std::string>& arguments) {
   if (arguments.size() != 2) return ZuvToolUsageError("swap", "give two files");
-  const std::string a = AbsolutePath(arguments[0]);
-  const std::string b = AbsolutePath(arguments[1]);
-  return Report("swap", a + " and " + b, ZuvSwapFile(PathObject(a), PathObject(b)));
+  const std::optional<std::string> a = ItemPath("swap", arguments[0]);
+  if (!a) return kZuvToolFailure;
+  const std::optional<std::string> b = ItemPath("swap", arguments[1]);
+  if (!b) return kZuvToolFailure;
+  const ZuvResult result = ZuvSwapFile(ZuvToolPathObject(*a), ZuvToolPathObject(*b));
+  const bool folder = ZuvIsFailure(result) && (IsFolder(*a) || IsFolder(*b));
+  return ZuvToolFailure("swap", arguments[0] + " and " + arguments[1], result,
+                        folder ? "only files are swapped, not folders" : "");
 }
 
 int RunMkdirCommand(const std::vector<std::string>& arguments) {
   if (arguments.size() != 2) return ZuvToolUsageError("mkdir", "give a parent folder and a name");
-  const std::string parent = AbsolutePath(arguments[0]);
+  const std::string& parentArgument = arguments[0];
+  const std::optional<std::string> parent = ZuvToolPath("mkdir", parentArgument);
+  if (!parent) return kZuvToolFailure;
   CZuvFilePath folder;
-  const ZuvResult result = ZuvCreateFolder(PathObject(parent), Text(arguments[1]), &folder);
-  if (ZuvIsFailure(result)) return Report("mkdir", arguments[1] + " in " + parent, result);
-  std::cout << PathText(folder) << '\n';
-  return 0;
+  const ZuvResult result =
+      ZuvCreateFolder(ZuvToolPathObject(*parent), ZuvToolUtf8(arguments[1]), &folder);
+  if (ZuvIsFailure(result)) {
+    if (!IsFolder(*parent) && !ZuvToolPathObject(*parent).IsEmpty()) {
+      return ZuvToolFailure("mkdir", parentArgument, result, "not a folder");
+    }
+    const std::string separator = parentArgument.back() == '/' ? "" : "/";
+    return ZuvToolFailure("mkdir", parentArgument + separator + arguments[1], result);
+  }
+  std::cout << ZuvToolPathText(folder) << '\n';
+  return kZuvToolSuccess;
 }
 
 int RunRenameCommand(const std::vector<std::string>& arguments) {
   if (arguments.size() != 2) return ZuvToolUsageError("rename", "give an item and a new name");
-  const std::string path = AbsolutePath(arguments[0]);
+  const std::optional<std::string> path = ItemPath("rename", arguments[0]);
+  if (!path) return kZuvToolFailure;
   CZuvFilePath renamed;
-  const ZuvResult result = ZuvRenameFile(PathObject(path), Text(arguments[1]), &renamed);
-  if (ZuvIsFailure(result)) return Report("rename", path, result);
-  std::cout << PathText(renamed) << '\n';
-  return 0;
+  const ZuvResult result =
+      ZuvRenameFile(ZuvToolPathObject(*path), ZuvToolUtf8(arguments[1]), &renamed);
+  if (ZuvIsFailure(result)) return ZuvToolFailure("rename", arguments[0], result);
+  std::cout << ZuvToolPathText(renamed) << '\n';
+  return kZuvToolSuccess;
 }
 
 // Each item in turn, folders with everything in them; a failure is reported and the next item
 // is tried.
 int RunRmCommand(const std::vector<std::string>& arguments) {
   if (arguments.empty()) return ZuvToolUsageError("rm", "no PATH given");
-  int status = 0;
+  int status = kZuvToolSuccess;
   for (const std::string& argument : arguments) {
-    const std::string path = AbsolutePath(argument);
-    if (path == "/") {
-      status = ZuvToolUsageError("rm", "the root folder is not removed");
-      continue;
-    }
-    const CZuvFilePath item = PathObject(path);
-    const bool folder = (CZuvFileHandle(item).GetAttribute() & kZuvAttributeFolder) != 0;
-    if (Report("rm", path, folder ? ZuvDeleteFolder(item) : ZuvDeleteFile(item)) != 0) {
-      status = kFailed;
+    const std::optional<std::string> path = ItemPath("rm", argument);
+    if (!path) {
+      status = kZuvToolFailure;
+    } else if (path->find_first_not_of('/') == std::string::npos) {
+      status =
+          ZuvToolFailure("rm", argument, kZuvErrAccessDenied, "the root folder is never removed");
+    } else {
+      const CZuvFilePath item = ZuvToolPathObject(*path);
+      const ZuvResult result = IsFolder(*path) ? ZuvDeleteFolder(item) : ZuvDeleteFile(item);
+      if (ZuvToolFailure("rm", argument, result) != kZuvToolSuccess) {
+        status = kZuvToolFailure;
+      }
     }
   }
   return status;
@@ -84,14 +118,14 @@ int RunTempfileCommand(const std::vector<std::string>& arguments) {
     }
     if (i + 1 == arguments.size()) return ZuvToolUsageError("tempfile", option + " needs a value");
     if (option == "--project") {
-      ZuvSetProjectName(Text(arguments[i + 1]));
+      ZuvSetProjectName(ZuvToolUtf8(arguments[i + 1]));
     } else {
-      suffix = Text(arguments[i + 1]);
+      suffix = ZuvToolUtf8(arguments[i + 1]);
     }
   }
   CZuvFilePath file;
   const ZuvResult result = ZuvCreateTempFile(nullptr, &file, suffix);
-  if (ZuvIsFailure(result)) return Report("tempfile", "the project temp folder", result);
-  std::cout << PathText(file) << '\n';
-  return 0;
+  if (ZuvIsFailure(result)) return ZuvToolFailure("tempfile", "the project temp folder", result);
+  std::cout << ZuvToolPathText(file) << '\n';
+  return kZuvToolSuccess;
 }

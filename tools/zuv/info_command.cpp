@@ -1,7 +1,7 @@
 // zuv info: what a file handle knows of each item: its names, size, times, attributes, file type,
 // the kind of medium it lives on, and whether that volume is nearly full.
-#include <filesystem>
 #include <iostream>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -65,14 +65,15 @@ std::string DriveTypeText(uint32_t type) {
   }
 }
 
-// False when the item does not exist.
+// False, after reporting it, when the item cannot be described.
 bool Describe(const std::string& argument) {
-  const std::string path = std::filesystem::absolute(argument).lexically_normal().string();
+  const std::optional<std::string> path = ZuvToolPath("info", argument);
+  if (!path) return false;
   CZuvFileHandle handle;
-  const CZuvStringData pathText{ZuvCharUtf8(path.c_str())};
+  const CZuvStringData pathText{ZuvCharUtf8(path->c_str())};
   handle.Initialize(&pathText);
   if (!handle.IsExist() || ZuvIsFailure(handle.Update())) {
-    std::cerr << "zuv info: " << argument << ": no such file or folder\n";
+    ZuvToolFailure("info", argument, kZuvErrNotFound);
     return false;
   }
   CZuvStringData displayName, actualName;
@@ -82,7 +83,7 @@ bool Describe(const std::string& argument) {
   handle.GetCreateTime(&created);
   handle.GetAccessTime(&accessed);
 
-  std::cout << path << '\n';
+  std::cout << *path << '\n';
   PrintLine("display name", displayName.GetPtrUtf8());
   PrintLine("stored name", actualName.GetPtrUtf8());
   PrintLine("size", std::to_string(handle.GetFileSize()) + " bytes");
@@ -101,7 +102,7 @@ bool Describe(const std::string& argument) {
 
 int RunInfoCommand(const std::vector<std::string>& arguments) {
   if (arguments.empty()) return ZuvToolUsageError("info", "no PATH given");
-  bool allFound = true;
-  for (const std::string& argument : arguments) allFound = Describe(argument) && allFound;
-  return allFound ? 0 : 1;
+  bool allDescribed = true;
+  for (const std::string& argument : arguments) allDescribed = Describe(argument) && allDescribed;
+  return allDescribed ? kZuvToolSuccess : kZuvToolFailure;
 }

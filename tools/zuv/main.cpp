@@ -82,17 +82,14 @@ void PrintHelp() {
               << '\n'
               << command.details;
   }
-  std::cout << "  --help\n    shows this help\n";
+  std::cout << "  --help\n    shows this help\n\nExit status:\n  " << kZuvToolSuccess
+            << "  success\n  " << kZuvToolFailure
+            << "  an operation failed; each failure is one line,\n"
+               "     zuv COMMAND: PATH: reason (kZuvErrName number)\n  "
+            << kZuvToolUsageError << "  a usage error\n";
 }
 
 }  // namespace
-
-int ZuvToolUsageError(std::string_view command, std::string_view message) {
-  std::cerr << "zuv";
-  if (!command.empty()) std::cerr << ' ' << command;
-  std::cerr << ": " << message << "\nTry 'zuv --help'.\n";
-  return kZuvToolUsageError;
-}
 
 int main(int argc, char** argv) {
   const std::vector<std::string> arguments(argv + 1, argv + argc);
@@ -100,7 +97,7 @@ int main(int argc, char** argv) {
   const std::string& name = arguments.front();
   if (name == "--help" || name == "-h" || name == "help") {
     PrintHelp();
-    return 0;
+    return kZuvToolSuccess;
   }
   const ZuvToolCommand* command = FindCommand(name);
   if (command == nullptr) return ZuvToolUsageError("", "unknown command '" + name + "'");

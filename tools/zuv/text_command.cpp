@@ -102,5 +102,5 @@ int RunTextCommand(const std::vector<std::string>& arguments) {
     for (const std::string& text : texts)
       Describe(CZuvStringData(ZuvCharSystem(text.c_str())), true);
   }
-  return 0;
+  return kZuvToolSuccess;
 }

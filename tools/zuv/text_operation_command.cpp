@@ -76,7 +76,7 @@ int RunTextOperation(const std::string& name, const std::vector<std::string>& te
                                            (operation.texts == 1 ? " text" : " texts"));
     }
     operation.run(texts);
-    return 0;
+    return kZuvToolSuccess;
   }
   return ZuvToolUsageError("text", "unknown operation '" + name + "'");
 }

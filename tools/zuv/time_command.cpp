@@ -27,7 +27,7 @@ int Show(const CZuvTime& time) {
             << "  compact        " << Text(time, false, true) << '\n'
             << "  64-bit         " << value << " (0x" << std::hex << std::setfill('0')
             << std::setw(16) << value << std::dec << ")\n";
-  return 0;
+  return kZuvToolSuccess;
 }
 
 // A 64-bit form written in decimal, or in hexadecimal after "0x"; false for anything else.
@@ -59,9 +59,7 @@ int RunTimeCommand(const std::vector<std::string>& arguments) {
   if (verb == "parse") {
     const ZuvResult result = time.Initialize(CZuvStringData(ZuvCharSystem(operand.c_str())));
     if (ZuvIsFailure(result)) {
-      std::cerr << "zuv time: '" << operand << "' is not a valid local date and time ("
-                << ZuvResultName(result) << ", " << result << ")\n";
-      return 1;
+      return ZuvToolFailure("time", operand, result, "not a valid local date and time");
     }
   } else if (verb == "format") {
     unsigned long long value = 0;

@@ -5,27 +5,18 @@
 #include <filesystem>
 #include <iostream>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "tools/zuv/command.h"
-#include "tools/zuv/path_argument.h"
 #include "zuv/files/file_handle.h"
 #include "zuv/platform/text.h"
 #include "zuv/transfer/result.h"
 #include "zuv/transfer/trash.h"
 
 namespace {
-
-constexpr int kFailed = 1;
-
-// Prints "zuv trash: PATH: reason (kZuvErrName number)".
-void Report(const std::string& path, const std::string& reason, ZuvResult result) {
-  const char* name = ZuvResultName(result);
-  std::cerr << "zuv trash: " << path << ": " << reason << " ("
-            << (name != nullptr ? name : "unknown") << ' ' << result << ")\n";
-}
 
 // Whether an item is at the path, itself and not what a symbolic link there names.
 bool Exists(const std::string& path) {
@@ -44,8 +35,8 @@ std::string FolderOf(const std::string& path) {
 // the system (a tmpfs, say), or one where no trash folder can be made.
 std::string WhyNotTrashed(const std::string& path) {
   if (!zuv::platform::IsWellFormedUtf8(path)) return "the path is not valid UTF-8";
-  const CZuvFileHandle item(PathObject(path));
-  const bool movable = ZuvIsWritable(CZuvFileHandle(PathObject(FolderOf(path)))) &&
+  const CZuvFileHandle item(ZuvToolPathObject(path));
+  const bool movable = ZuvIsWritable(CZuvFileHandle(ZuvToolPathObject(FolderOf(path)))) &&
                        ZuvIsWritable(item) && !(item.GetAttribute() & kZuvAttributeLocked);
   return movable ? "the volume has no trash" : "permission denied";
 }
@@ -54,22 +45,28 @@ std::string WhyNotTrashed(const std::string& path) {
 
 int RunTrashCommand(const std::vector<std::string>& arguments) {
   if (arguments.empty()) return ZuvToolUsageError("trash", "no PATH given");
-  int status = 0;
+  int status = kZuvToolSuccess;
   std::vector<std::string> folders;  // in the order first named
   std::map<std::string, std::vector<std::pair<std::string, CZuvFilePath>>> itemsOfFolder;
   for (const std::string& argument : arguments) {
-    const std::string path = AbsolutePath(argument);
+    std::optional<std::string> given = ZuvToolPath("trash", argument);
+    if (!given) {
+      status = kZuvToolFailure;
+      continue;
+    }
+    // "photos/" names the folder photos: its trailing slashes are no part of the item's name.
+    std::string path = *given;
+    while (path.size() > 1 && path.back() == '/') path.pop_back();
     CZuvFilePath item;
-    const CZuvStringData text = Text(path);
+    const CZuvStringData text = ZuvToolUtf8(path);
     if (path == "/" || ZuvIsFailure(item.Initialize(&text))) {
-      Report(path, path == "/" ? "the root folder is not trashed" : "no such item",
-             kZuvErrAccessDenied);
-      status = kFailed;
+      status = ZuvToolFailure("trash", argument, kZuvErrAccessDenied,
+                              path == "/" ? "the root folder is not trashed" : "no such item");
       continue;
     }
     auto& items = itemsOfFolder[FolderOf(path)];
     if (items.empty()) folders.push_back(FolderOf(path));
-    items.emplace_back(path, std::move(item));
+    items.emplace_back(argument, std::move(item));
   }
   for (const std::string& folder : folders) {
     const auto& items = itemsOfFolder[folder];
@@ -77,10 +74,12 @@ int RunTrashCommand(const std::vector<std::string>& arguments) {
     paths.reserve(items.size());
     for (const auto& item : items) paths.push_back(item.second);
     const ZuvResult result = ZuvMoveToTrash(paths);
-    for (const auto& [path, item] : items) {
+    for (const auto& [argument, item] : items) {
+      const std::string path = ZuvToolPathText(item);
       if (!Exists(path)) continue;
-      Report(path, WhyNotTrashed(path), ZuvIsFailure(result) ? result : kZuvErrAccessDenied);
-      status = kFailed;
+      status =
+          ZuvToolFailure("trash", argument, ZuvIsFailure(result) ? result : kZuvErrAccessDenied,
+                         WhyNotTrashed(path));
     }
   }
   return status;

@@ -41,12 +41,12 @@ int RunTypesCommand(const std::vector<std::string>& arguments) {
     for (const auto& [extension, type] : ZuvPathUtility::GetExtensionToTypeTable()) {
       std::cout << std::left << std::setw(8) << extension.GetPtrUtf8() << Describe(type) << '\n';
     }
-    return 0;
+    return kZuvToolSuccess;
   }
   for (const std::string& path : paths) {
     const eZuvFileType type =
         ZuvPathFindExtensionType(CZuvStringData(ZuvCharPlatform(path.c_str())), checkFolder);
     std::cout << std::left << std::setw(38) << Describe(type) << path << '\n';
   }
-  return 0;
+  return kZuvToolSuccess;
 }

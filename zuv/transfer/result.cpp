@@ -10,24 +10,36 @@ const char* const NSPOSIXErrorDomain = "NSPOSIXErrorDomain";
 
 namespace {
 
+// Each code with its name and its plain reason. kZuvErrAccessDenied is also what several
+// operations answer for a missing item, and its reason says so.
 struct NamedResult {
   ZuvResult code;
   const char* name;
+  const char* reason;
 };
 
-#define ZUV_NAMED_RESULT(code) \
-  { code, #code }
+#define ZUV_NAMED_RESULT(code, reason) \
+  { code, #code, reason }
 constexpr NamedResult kNamedResults[] = {
-    ZUV_NAMED_RESULT(kZuvSuccess),         ZUV_NAMED_RESULT(kZuvErrCanceled),
-    ZUV_NAMED_RESULT(kZuvErrNoMemory),     ZUV_NAMED_RESULT(kZuvErrEmptyPath),
-    ZUV_NAMED_RESULT(kZuvErrDiskFull),     ZUV_NAMED_RESULT(kZuvErrFailed),
-    ZUV_NAMED_RESULT(kZuvErrNotFound),     ZUV_NAMED_RESULT(kZuvErrPathTooLong),
-    ZUV_NAMED_RESULT(kZuvErrNotSupported), ZUV_NAMED_RESULT(kZuvErrAlreadyExists),
-    ZUV_NAMED_RESULT(kZuvErrFileSystem),   ZUV_NAMED_RESULT(kZuvErrInUse),
-    ZUV_NAMED_RESULT(kZuvErrAccessDenied), ZUV_NAMED_RESULT(kZuvErrFolderExists),
-    ZUV_NAMED_RESULT(kZuvErrInvalidName),  ZUV_NAMED_RESULT(kZuvErrServiceRefused),
-    ZUV_NAMED_RESULT(kZuvErrNameTooLong),  ZUV_NAMED_RESULT(kZuvErrSamePath),
-    ZUV_NAMED_RESULT(kZuvErrSubFolder),
+    ZUV_NAMED_RESULT(kZuvSuccess, "success"),
+    ZUV_NAMED_RESULT(kZuvErrCanceled, "canceled"),
+    ZUV_NAMED_RESULT(kZuvErrNoMemory, "out of memory"),
+    ZUV_NAMED_RESULT(kZuvErrEmptyPath, "the path is empty"),
+    ZUV_NAMED_RESULT(kZuvErrDiskFull, "the volume is full"),
+    ZUV_NAMED_RESULT(kZuvErrFailed, "the operation failed"),
+    ZUV_NAMED_RESULT(kZuvErrNotFound, "no such item"),
+    ZUV_NAMED_RESULT(kZuvErrPathTooLong, "the path is too long"),
+    ZUV_NAMED_RESULT(kZuvErrNotSupported, "not supported"),
+    ZUV_NAMED_RESULT(kZuvErrAlreadyExists, "the item already exists"),
+    ZUV_NAMED_RESULT(kZuvErrFileSystem, "a file system error or no such item"),
+    ZUV_NAMED_RESULT(kZuvErrInUse, "the file is open for writing elsewhere"),
+    ZUV_NAMED_RESULT(kZuvErrAccessDenied, "permission denied or no such item"),
+    ZUV_NAMED_RESULT(kZuvErrFolderExists, "an item of that name already exists"),
+    ZUV_NAMED_RESULT(kZuvErrInvalidName, "the name is not valid"),
+    ZUV_NAMED_RESULT(kZuvErrServiceRefused, "the service refused the request"),
+    ZUV_NAMED_RESULT(kZuvErrNameTooLong, "the name is too long"),
+    ZUV_NAMED_RESULT(kZuvErrSamePath, "source and destination are the same item"),
+    ZUV_NAMED_RESULT(kZuvErrSubFolder, "the destination is inside the source folder"),
 };
 #undef ZUV_NAMED_RESULT
 
@@ -110,13 +122,24 @@ constexpr DomainConverter kDomainConverters[] = {
     {&NSPOSIXErrorDomain, ConvertPosixCode},
 };
 
+const NamedResult* FindNamedResult(ZuvResult result) {
+  for (const NamedResult& named : kNamedResults) {
+    if (named.code == result) return &named;
+  }
+  return nullptr;
+}
+
 }  // namespace
 
 const char* ZuvResultName(ZuvResult result) {
-  for (const NamedResult& named : kNamedResults) {
-    if (named.code == result) return named.name;
-  }
-  return nullptr;
+  const NamedResult* named = FindNamedResult(result);
+  return named != nullptr ? named->name : nullptr;
+}
+
+const char* ZuvResultReason(ZuvResult result) {
+  const NamedResult* named = FindNamedResult(result);
+  if (named != nullptr) return named->reason;
+  return ZuvIsSuccess(result) ? "success" : "an unknown error";
 }
 
 ZuvResult ConvertCocoaError(const char* domain, long code) {

@@ -40,6 +40,10 @@ constexpr bool ZuvIsFailure(ZuvResult result) { return result >= kZuvResultFailu
 
 /// The name of a code ("kZuvErrNotFound"), or null for a value that is not in the table.
 ZUV_EXPORT const char* ZuvResultName(ZuvResult result);
+/// What a code means, in plain lower-case words for a person ("the volume is full"); never null. A
+/// value that is not in the table reads "success" below the failure boundary and "an unknown
+/// error" from it on. The text is static and the same on every call.
+ZUV_EXPORT const char* ZuvResultReason(ZuvResult result);
 
 /// Error domain names of the platform's error objects, as ConvertCocoaError recognises them.
 ZUV_EXPORT extern const char* const NSOSStatusErrorDomain;

@@ -7,7 +7,7 @@
 
 namespace {
 
-TEST(ResultTest, EveryCodeIsNamedAndFailureStartsAt4096) {
+TEST(ResultTest, EveryCodeIsNamedAndExplainedAndFailureStartsAt4096) {
   for (const ZuvResult code :
        {kZuvSuccess, kZuvErrCanceled, kZuvErrNoMemory, kZuvErrEmptyPath, kZuvErrDiskFull,
         kZuvErrFailed, kZuvErrNotFound, kZuvErrPathTooLong, kZuvErrNotSupported,
@@ -15,10 +15,15 @@ TEST(ResultTest, EveryCodeIsNamedAndFailureStartsAt4096) {
         kZuvErrFolderExists, kZuvErrInvalidName, kZuvErrServiceRefused, kZuvErrNameTooLong,
         kZuvErrSamePath, kZuvErrSubFolder}) {
     EXPECT_NE(nullptr, ZuvResultName(code)) << code;
+    const std::string reason = ZuvResultReason(code);
+    EXPECT_TRUE(!reason.empty() && reason != "an unknown error") << code;
   }
   EXPECT_STREQ("kZuvErrNotFound", ZuvResultName(kZuvErrNotFound));
+  EXPECT_STREQ("the volume is full", ZuvResultReason(kZuvErrDiskFull));
   for (ZuvResult unused : {1u, 4095u, 4096u, 4097u, 4102u, 4352u, 4356u, 0xFFFFFFFFu}) {
     EXPECT_EQ(nullptr, ZuvResultName(unused)) << unused;
+    EXPECT_STREQ(ZuvIsSuccess(unused) ? "success" : "an unknown error", ZuvResultReason(unused))
+        << unused;
   }
   EXPECT_TRUE(ZuvIsSuccess(4095));
   EXPECT_FALSE(ZuvIsFailure(4095));
