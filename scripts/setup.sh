@@ -10,6 +10,7 @@ packages=(
   locales
   clang libclang-rt-14-dev
   e2fsprogs xorriso fuseiso mount util-linux libmount-dev tzdata
+  libglib2.0-dev libglib2.0-bin hyperfine
 )
 
 as_root() {

@@ -18,4 +18,6 @@
 #include "zuv/strings/string_ops.h"
 #include "zuv/strings/utf8_utility.h"
 #include "zuv/time/time.h"
+#include "zuv/transfer/copy_move.h"
 #include "zuv/transfer/result.h"
+#include "zuv/transfer/trash.h"

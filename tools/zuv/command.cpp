@@ -36,3 +36,20 @@ std::optional<std::string> ZuvToolPath(std::string_view command, const std::stri
   }
   return folder + (folder.back() == '/' ? "" : "/") + argument;
 }
+
+CZuvStringData ZuvToolUtf8(const std::string& text) {
+  return CZuvStringData(ZuvCharUtf8(text.c_str()));
+}
+
+CZuvFilePath ZuvToolPathObject(const std::string& path) {
+  CZuvFilePath object;
+  const CZuvStringData text = ZuvToolUtf8(path);
+  object.Initialize(&text);
+  return object;
+}
+
+std::string ZuvToolPathText(const CZuvFilePath& path) {
+  CZuvStringData text;
+  path.GetFullPath(&text);
+  return text.GetPtrUtf8();
+}

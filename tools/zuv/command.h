@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "zuv/paths/file_path.h"
+#include "zuv/strings/string_data.h"
 #include "zuv/transfer/result.h"
 
 /// The exit statuses of every command, listed by `zuv --help`.
@@ -41,6 +43,13 @@ int ZuvToolFailure(std::string_view command, std::string_view subject, ZuvResult
 /// nothing.
 std::optional<std::string> ZuvToolPath(std::string_view command, const std::string& argument);
 
+/// A path argument's UTF-8 text as a string value.
+CZuvStringData ZuvToolUtf8(const std::string& text);
+/// A path object holding `path`, whether or not an item is there.
+CZuvFilePath ZuvToolPathObject(const std::string& path);
+/// The full path a path object holds.
+std::string ZuvToolPathText(const CZuvFilePath& path);
+
 int RunTextCommand(const std::vector<std::string>& arguments);
 /// True for the names of the string operations `zuv text` runs (split, replace, trim, ...).
 bool IsTextOperation(std::string_view name);
@@ -52,5 +61,6 @@ int RunSwapCommand(const std::vector<std::string>& arguments);
 int RunMkdirCommand(const std::vector<std::string>& arguments);
 int RunRenameCommand(const std::vector<std::string>& arguments);
 int RunRmCommand(const std::vector<std::string>& arguments);
+int RunTrashCommand(const std::vector<std::string>& arguments);
 int RunTempfileCommand(const std::vector<std::string>& arguments);
 int RunTypesCommand(const std::vector<std::string>& arguments);

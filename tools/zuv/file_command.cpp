@@ -15,23 +15,8 @@
 
 namespace {
 
-CZuvStringData Text(const std::string& text) { return CZuvStringData(ZuvCharUtf8(text.c_str())); }
-
-CZuvFilePath PathObject(const std::string& path) {
-  CZuvFilePath object;
-  const CZuvStringData text = Text(path);
-  object.Initialize(&text);
-  return object;
-}
-
-std::string PathText(const CZuvFilePath& path) {
-  CZuvStringData text;
-  path.GetFullPath(&text);
-  return text.GetPtrUtf8();
-}
-
 bool IsFolder(const std::string& path) {
-  return (CZuvFileHandle(PathObject(path)).GetAttribute() & kZuvAttributeFolder) != 0;
+  return (CZuvFileHandle(ZuvToolPathObject(path)).GetAttribute() & kZuvAttributeFolder) != 0;
 }
 
 // The last component of a path, trailing slashes aside ("" for "/" and for "").
@@ -64,7 +49,7 @@ int RunSwapCommand(const std::vector<std::string>& arguments) {
   if (!a) return kZuvToolFailure;
   const std::optional<std::string> b = ItemPath("swap", arguments[1]);
   if (!b) return kZuvToolFailure;
-  const ZuvResult result = ZuvSwapFile(PathObject(*a), PathObject(*b));
+  const ZuvResult result = ZuvSwapFile(ZuvToolPathObject(*a), ZuvToolPathObject(*b));
   const bool folder = ZuvIsFailure(result) && (IsFolder(*a) || IsFolder(*b));
   return ZuvToolFailure("swap", arguments[0] + " and " + arguments[1], result,
                         folder ? "only files are swapped, not folders" : "");
@@ -76,15 +61,16 @@ int RunMkdirCommand(const std::vector<std::string>& arguments) {
   const std::optional<std::string> parent = ZuvToolPath("mkdir", parentArgument);
   if (!parent) return kZuvToolFailure;
   CZuvFilePath folder;
-  const ZuvResult result = ZuvCreateFolder(PathObject(*parent), Text(arguments[1]), &folder);
+  const ZuvResult result =
+      ZuvCreateFolder(ZuvToolPathObject(*parent), ZuvToolUtf8(arguments[1]), &folder);
   if (ZuvIsFailure(result)) {
-    if (!IsFolder(*parent) && !PathObject(*parent).IsEmpty()) {
+    if (!IsFolder(*parent) && !ZuvToolPathObject(*parent).IsEmpty()) {
       return ZuvToolFailure("mkdir", parentArgument, result, "not a folder");
     }
     const std::string separator = parentArgument.back() == '/' ? "" : "/";
     return ZuvToolFailure("mkdir", parentArgument + separator + arguments[1], result);
   }
-  std::cout << PathText(folder) << '\n';
+  std::cout << ZuvToolPathText(folder) << '\n';
   return kZuvToolSuccess;
 }
 
@@ -93,9 +79,10 @@ int RunRenameCommand(const std::vector<std::string>& arguments) {
   const std::optional<std::string> path = ItemPath("rename", arguments[0]);
   if (!path) return kZuvToolFailure;
   CZuvFilePath renamed;
-  const ZuvResult result = ZuvRenameFile(PathObject(*path), Text(arguments[1]), &renamed);
+  const ZuvResult result =
+      ZuvRenameFile(ZuvToolPathObject(*path), ZuvToolUtf8(arguments[1]), &renamed);
   if (ZuvIsFailure(result)) return ZuvToolFailure("rename", arguments[0], result);
-  std::cout << PathText(renamed) << '\n';
+  std::cout << ZuvToolPathText(renamed) << '\n';
   return kZuvToolSuccess;
 }
 
@@ -112,7 +99,7 @@ int RunRmCommand(const std::vector<std::string>& arguments) {
       status =
           ZuvToolFailure("rm", argument, kZuvErrAccessDenied, "the root folder is never removed");
     } else {
-      const CZuvFilePath item = PathObject(*path);
+      const CZuvFilePath item = ZuvToolPathObject(*path);
       const ZuvResult result = IsFolder(*path) ? ZuvDeleteFolder(item) : ZuvDeleteFile(item);
       if (ZuvToolFailure("rm", argument, result) != kZuvToolSuccess) {
         status = kZuvToolFailure;
@@ -131,14 +118,14 @@ int RunTempfileCommand(const std::vector<std::string>& arguments) {
     }
     if (i + 1 == arguments.size()) return ZuvToolUsageError("tempfile", option + " needs a value");
     if (option == "--project") {
-      ZuvSetProjectName(Text(arguments[i + 1]));
+      ZuvSetProjectName(ZuvToolUtf8(arguments[i + 1]));
     } else {
-      suffix = Text(arguments[i + 1]);
+      suffix = ZuvToolUtf8(arguments[i + 1]);
     }
   }
   CZuvFilePath file;
   const ZuvResult result = ZuvCreateTempFile(nullptr, &file, suffix);
   if (ZuvIsFailure(result)) return ZuvToolFailure("tempfile", "the project temp folder", result);
-  std::cout << PathText(file) << '\n';
+  std::cout << ZuvToolPathText(file) << '\n';
   return kZuvToolSuccess;
 }

@@ -54,6 +54,12 @@ const ZuvToolCommand kCommands[] = {
      "    Symbolic links are removed, never followed. A failure is reported and the next PATH is\n"
      "    tried.\n",
      RunRmCommand},
+    {"trash", "PATH...", "moves each file or folder to the user's trash",
+     "    Items go where the desktop's file manager and 'gio trash --list' find them: the home\n"
+     "    trash ($XDG_DATA_HOME/Trash) for items on the home volume, a volume's own .Trash-UID\n"
+     "    for items on other volumes. An item that could not be trashed (missing, not movable,\n"
+     "    or on a volume without a trash, such as a tmpfs) is reported and stays where it was.\n",
+     RunTrashCommand},
     {"tempfile", "[--project NAME] [--suffix .EXT]",
      "creates a new temporary file in the project temp folder and shows its path",
      "    The folder is $TMPDIR/zuv-UID/Merid[/NAME]/RTL; the file is named ZuvTmp and four\n"
