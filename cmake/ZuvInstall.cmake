@@ -1,5 +1,5 @@
 # Installs the headers, the library, the CMake package (find_package(Zuv) gives Zuv::zuv) and the
-# pkg-config file (pkg-config --cflags --libs zuv).
+# pkg-config file (pkg-config --cflags --libs zuv); and zuv_ui, when it was built.
 
 include(CMakePackageConfigHelpers)
 
@@ -37,4 +37,8 @@ install(FILES "${PROJECT_BINARY_DIR}/zuv.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR
 
 if(ZUV_BUILD_TOOLS)
   install(TARGETS zuv_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Runtime)
+endif()
+
+if(TARGET zuv_ui)
+  include(ZuvUiInstall)
 endif()
