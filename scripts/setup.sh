@@ -10,6 +10,7 @@ packages=(
   locales
   clang libclang-rt-14-dev
   e2fsprogs xorriso fuseiso mount util-linux libmount-dev tzdata
+  qt6-base-dev qt6-qpa-plugins fonts-dejavu-core xvfb xauth
 )
 
 as_root() {
