@@ -27,17 +27,24 @@ class FileNameValidator : public QValidator {
 
   State validate(QString& input, int&) const override {
     if (input.contains('/')) return Invalid;
-    if (input.isEmpty()) return Intermediate;
-    if (input == m_field->originalData()) return Acceptable;
+    return Refusal(input).isEmpty() ? Acceptable : Intermediate;
+  }
+
+  /// Why `name` cannot be kept, or empty when it can.
+  QString Refusal(const QString& name) const {
+    if (name.isEmpty()) return "A name is needed.";
+    if (name == m_field->originalData()) return "";
     CZuvFilePath taken;
-    const CZuvStringData path = Text(m_folder + '/' + input);
-    return ZuvIsSuccess(taken.Initialize(&path)) ? Intermediate : Acceptable;
+    const CZuvStringData path = Text(m_folder + '/' + name);
+    return ZuvIsSuccess(taken.Initialize(&path)) ? QString("%1 is taken.").arg(name) : "";
   }
 
  private:
   QString m_folder;
   ZuvRenameTextField* m_field;
 };
+
+constexpr char kHint[] = "Type a new name and press Return.";
 
 }  // namespace
 
@@ -61,7 +68,7 @@ RenameWindow::RenameWindow(const QString& folder, QWidget* parent)
   scroll->setWidgetResizable(true);
 
   m_status->setObjectName("status");
-  m_status->setText("Type a new name and press Return.");
+  m_status->setText(kHint);
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(new QLabel(folder));
   layout->addWidget(scroll);
@@ -75,10 +82,15 @@ QWidget* RenameWindow::AddRow(const QString& name) {
   mark->setObjectName("mark");
   mark->setFixedWidth(mark->fontMetrics().horizontalAdvance("M"));
   auto* field = new ZuvRenameTextField;
-  field->setValidator(new FileNameValidator(m_folder, field));
+  auto* validator = new FileNameValidator(m_folder, field);
+  field->setValidator(validator);
   field->setOriginalData(name);
   const auto showMark = [mark, field] { mark->setText(field->isModified() ? "*" : ""); };
   connect(field, &QLineEdit::textChanged, mark, showMark);
+  connect(field, &QLineEdit::textEdited, m_status, [this, validator](const QString& text) {
+    const QString refusal = validator->Refusal(text);
+    m_status->setText(refusal.isEmpty() ? QString(kHint) : refusal);
+  });
   // Qt reports Return only for a name the validator accepts.
   connect(field, &QLineEdit::returnPressed, this, [this, field, showMark] {
     Rename(field);

@@ -82,7 +82,7 @@ TEST_F(RenameWindowTest, ReturnRenamesWhenTheNameIsAccepted) {
     std::map<std::string, std::string> disk;
     QString shown;
     bool modified;
-    QString status;  // contained in the status line; empty: the line is not changed
+    QString status;  // contained in the status line
   };
   const std::vector<Case> cases = {
       {"new name", "c.jpg", {{"b.jpg", "B"}, {"c.jpg", "A"}}, "c.jpg", false, "Renamed a.jpg"},
@@ -92,9 +92,14 @@ TEST_F(RenameWindowTest, ReturnRenamesWhenTheNameIsAccepted) {
        "xy.jpg",
        false,
        "Renamed a.jpg to xy.jpg"},
-      {"taken name", "b.jpg", {{"a.jpg", "A"}, {"b.jpg", "B"}}, "b.jpg", true, ""},
-      {"empty name", "", {{"a.jpg", "A"}, {"b.jpg", "B"}}, "", true, ""},
-      {"unchanged name", "a.jpg", {{"a.jpg", "A"}, {"b.jpg", "B"}}, "a.jpg", false, ""},
+      {"taken name", "b.jpg", {{"a.jpg", "A"}, {"b.jpg", "B"}}, "b.jpg", true, "b.jpg is taken."},
+      {"empty name", "", {{"a.jpg", "A"}, {"b.jpg", "B"}}, "", true, "A name is needed."},
+      {"unchanged name",
+       "a.jpg",
+       {{"a.jpg", "A"}, {"b.jpg", "B"}},
+       "a.jpg",
+       false,
+       "Type a new name"},
       {"name too long for the file system",
        QString::fromStdString(tooLong),
        {{"a.jpg", "A"}, {"b.jpg", "B"}},
@@ -105,7 +110,6 @@ TEST_F(RenameWindowTest, ReturnRenamesWhenTheNameIsAccepted) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     Open();
-    const QString before = Status();
     ZuvRenameTextField* field = TypeInto("a.jpg", c.keys);
     ASSERT_NE(field, nullptr);
     QTest::keyClick(field, Qt::Key_Return);
@@ -113,11 +117,7 @@ TEST_F(RenameWindowTest, ReturnRenamesWhenTheNameIsAccepted) {
     EXPECT_EQ(field->data(), c.shown);
     EXPECT_EQ(field->isModified(), c.modified);
     EXPECT_EQ(Mark(field), c.modified ? "*" : "");
-    if (c.status.isEmpty()) {
-      EXPECT_EQ(Status(), before);
-    } else {
-      EXPECT_TRUE(Status().contains(c.status)) << Status().toStdString();
-    }
+    EXPECT_TRUE(Status().contains(c.status)) << Status().toStdString();
     // Back to the two files for the next case.
     for (const auto& [name, contents] : c.disk) std::filesystem::remove(folder_ / name);
     WriteFile(folder_ / "a.jpg", "A");
