@@ -42,8 +42,8 @@ void ZuvRenameTextField::textDidChange() {
 }
 
 void ZuvRenameTextField::textShouldEndEditing() {
-  // The validator sees the whole text with the whole of it selected; it may rewrite its copy, which
-  // is not used. Only Acceptable is valid.
+  // The validator sees the whole text, the cursor at its end; it may rewrite its copy, which is not
+  // used. Only Acceptable is valid.
   QString candidate = text();
   int position = static_cast<int>(candidate.size());
   const QValidator* formatter = validator();
