@@ -1,5 +1,5 @@
 # Installs the headers, the library, the CMake package (find_package(Zuv) gives Zuv::zuv) and the
-# pkg-config file (pkg-config --cflags --libs zuv).
+# pkg-config file (pkg-config --cflags --libs zuv); and zuv_ui, when it was built.
 
 include(CMakePackageConfigHelpers)
 
@@ -36,4 +36,8 @@ if(ZUV_BUILD_TOOLS)
     "${CMAKE_INSTALL_FULL_LIBDIR}")
   set_target_properties(zuv_tool PROPERTIES INSTALL_RPATH "$ORIGIN/${ZUV_LIBDIR_FROM_BINDIR}")
   install(TARGETS zuv_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Runtime)
+endif()
+
+if(TARGET zuv_ui)
+  include(ZuvUiInstall)
 endif()

@@ -11,6 +11,7 @@ packages=(
   clang libclang-rt-14-dev
   e2fsprogs xorriso fuseiso mount util-linux libmount-dev tzdata
   libglib2.0-dev libglib2.0-bin hyperfine
+  qt6-base-dev qt6-qpa-plugins fonts-dejavu-core xvfb xauth
 )
 
 as_root() {
