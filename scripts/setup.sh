@@ -10,6 +10,7 @@ packages=(
   locales
   clang libclang-rt-14-dev
   e2fsprogs xorriso fuseiso mount util-linux libmount-dev tzdata
+  doxygen file dpkg-dev
 )
 
 as_root() {
