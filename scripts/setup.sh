@@ -12,6 +12,7 @@ packages=(
   e2fsprogs xorriso fuseiso mount util-linux libmount-dev tzdata
   libglib2.0-dev libglib2.0-bin hyperfine
   qt6-base-dev qt6-qpa-plugins fonts-dejavu-core xvfb xauth
+  doxygen file dpkg-dev
 )
 
 as_root() {

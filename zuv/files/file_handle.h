@@ -47,6 +47,7 @@ class ZUV_EXPORT CZuvFileHandle : public CZuvFilePath {
   CZuvFileHandle(const CZuvFileHandle& other);
   ~CZuvFileHandle() override;
 
+  /// Takes the path and, when the other has collected, its cached information.
   CZuvFileHandle& operator=(const CZuvFileHandle& other);
   /// Takes the other's path; nothing collected.
   CZuvFileHandle& operator=(const CZuvFilePath& other) override;
@@ -58,14 +59,18 @@ class ZUV_EXPORT CZuvFileHandle : public CZuvFilePath {
   bool IsExist() const;
 
   /// Data size in bytes, whole or as 32-bit halves; 0 when the item cannot be read.
+  /// @{
   uint64_t GetFileSize() const;
   uint32_t GetFileSizeLow() const;
   uint32_t GetFileSizeHigh() const;
+  /// @}
   /// Modification time; a zero time when the item cannot be read.
   CZuvTime GetUpdateTime() const;
   /// Modification or creation time into *time. kZuvSuccess, or kZuvErrFileSystem.
+  /// @{
   ZuvResult GetUpdateTime(CZuvTime* time) const;
   ZuvResult GetCreateTime(CZuvTime* time) const;
+  /// @}
   /// The type by the item's name; unknown for folders, symbolic links and unreadable items.
   eZuvFileType GetFileType() const;
   /// kZuvAttribute* bits for the current user; 0 when the item cannot be read.
@@ -75,8 +80,10 @@ class ZUV_EXPORT CZuvFileHandle : public CZuvFilePath {
   uint32_t GetDriveType() const;
   /// The stored name, or the name shown to the user. The result of initialising `name`, or
   /// kZuvErrFailed when the item cannot be read.
+  /// @{
   ZuvResult GetActualName(CZuvStringData& name) const;
   ZuvResult GetDisplayName(CZuvStringData& name) const;
+  /// @}
 
   /// Access time, read from the item each time. kZuvSuccess, or kZuvErrFileSystem.
   ZuvResult GetAccessTime(CZuvTime* time) const;

@@ -75,12 +75,16 @@ ZUV_EXPORT ZuvResult ZuvDeleteResourceFork(const CZuvFilePath& file);
 
 /// Whether `child` is `parent` or lies inside it, by bytes and with case. A parent given with a
 /// trailing "/" (other than "/") contains nothing.
+/// @{
 ZUV_EXPORT bool ZuvIsSubFolder(const CZuvStringData& parent, const CZuvStringData& child);
 ZUV_EXPORT bool ZuvIsSubFolder(const CZuvFilePath& parent, const CZuvFilePath& child);
+/// @}
 /// Writes to *name (may be null) the text after the last "/", or the whole path without one.
 /// Always kZuvSuccess.
+/// @{
 ZUV_EXPORT ZuvResult ZuvGetFileNameFromPath(const CZuvStringData& path, CZuvStringData* name);
 ZUV_EXPORT ZuvResult ZuvGetFileNameFromPath(const CZuvFilePath& path, CZuvStringData* name);
+/// @}
 /// Writes to *parent (may be null) the text before the last "/" ("/a/b/" gives "/a/b").
 /// kZuvErrNotFound when there is no "/" or only a leading one ("/x").
 ZUV_EXPORT ZuvResult ZuvGetParentFolder(const CZuvStringData& path, CZuvStringData* parent);

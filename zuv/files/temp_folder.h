@@ -27,9 +27,11 @@ ZUV_EXPORT ZuvResult ZuvGetProjectTempFolder(CZuvFilePath* out);
 /// 10000 names are tried. kZuvErrAccessDenied when the project temp folder cannot be had or the
 /// folder may not be written, kZuvErrNotFound when the folder is not there, kZuvErrDiskFull when
 /// the volume is full or no name was free.
+/// @{
 ZUV_EXPORT ZuvResult ZuvCreateTempFile(const CZuvFilePath* folder, CZuvFilePath* out,
                                        CZuvStringData suffix);
 ZUV_EXPORT ZuvResult ZuvCreateTempFile(const CZuvFilePath* folder, CZuvFilePath* out);
+/// @}
 /// Removes the project temp folder's "RTL" with everything in it, when it is there. Nothing is
 /// created or reported; the next ZuvGetProjectTempFolder makes it again.
 ZUV_EXPORT void ZuvClearProjectTempFolder();

@@ -24,6 +24,7 @@ inline constexpr int kZuvAudioLockId = 256;
 /// the library never deletes it.
 class ZUV_EXPORT IZuvRunnableThread {
  public:
+  /// The thread's work, called once on the new thread.
   virtual void Run() = 0;
   virtual ~IZuvRunnableThread();
 };

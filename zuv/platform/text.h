@@ -17,6 +17,7 @@
 class ZUV_EXPORT CZuvPlatformString {
  public:
   CZuvPlatformString() = default;
+  /// A string of these units.
   explicit CZuvPlatformString(std::u16string units) : m_units(std::move(units)) {}
 
   /// A string of the UTF-8 text; null for a null pointer or bytes that are not well-formed UTF-8
@@ -25,6 +26,7 @@ class ZUV_EXPORT CZuvPlatformString {
   /// A string of the text in the system encoding; null for a null pointer or refused bytes.
   static std::unique_ptr<CZuvPlatformString> CreateWithSystemEncoding(const char* text);
 
+  /// The units, valid while the string lives.
   std::u16string_view Units() const { return m_units; }
   /// Length in UTF-16 units.
   int32_t GetLength() const { return static_cast<int32_t>(m_units.size()); }

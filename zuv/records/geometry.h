@@ -11,20 +11,28 @@
 class ZUV_EXPORT CZuvSize {
  public:
   CZuvSize() = default;
+  /// The given width and height.
   CZuvSize(int32_t width_, int32_t height_) : width(width_), height(height_) {}
 
+  /// The extent, 0 by default.
+  /// @{
   int32_t width = 0;
   int32_t height = 0;
+  /// @}
 };
 
 /// A position.
 class ZUV_EXPORT CZuvPoint {
  public:
   CZuvPoint() = default;
+  /// The given position.
   CZuvPoint(int32_t x_, int32_t y_) : x(x_), y(y_) {}
 
+  /// The coordinates, 0 by default.
+  /// @{
   int32_t x = 0;
   int32_t y = 0;
+  /// @}
 };
 
 /// A rectangle by its edges. Nothing normalises it: an inverted rectangle keeps its edges and has
@@ -32,6 +40,7 @@ class ZUV_EXPORT CZuvPoint {
 class ZUV_EXPORT CZuvRect {
  public:
   CZuvRect() = default;
+  /// The given edges, kept as they are.
   CZuvRect(int32_t left_, int32_t top_, int32_t right_, int32_t bottom_)
       : left(left_), top(top_), right(right_), bottom(bottom_) {}
 
@@ -43,10 +52,13 @@ class ZUV_EXPORT CZuvRect {
   /// bottom − top.
   int32_t Height() const { return bottom - top; }
 
+  /// The edges, 0 by default.
+  /// @{
   int32_t left = 0;
   int32_t top = 0;
   int32_t right = 0;
   int32_t bottom = 0;
+  /// @}
 };
 
 /// A block of bytes obtained with malloc, owned by the buffer and freed on Free, on Allocate, on
@@ -54,8 +66,12 @@ class ZUV_EXPORT CZuvRect {
 class ZUV_EXPORT CZuvBuffer {
  public:
   CZuvBuffer() = default;
+  /// A copy of the other's block and size; empty (null, size 0) when the other has no block or
+  /// memory runs out.
+  /// @{
   CZuvBuffer(const CZuvBuffer& other);
   CZuvBuffer& operator=(const CZuvBuffer& other);
+  /// @}
   ~CZuvBuffer();
 
   /// Frees the current block, records `size` and returns a new block of that many bytes, or null

@@ -15,13 +15,17 @@
 /// stores and compares them.
 class ZUV_EXPORT CZuvFocusArea {
  public:
+  /// Equal when all five fields are.
   bool operator==(const CZuvFocusArea& other) const = default;
 
+  /// Stored and compared as given; 0 by default.
+  /// @{
   float x = 0;
   float y = 0;
   float width = 0;
   float height = 0;
   int32_t kind = 0;
+  /// @}
 };
 
 /// Where an image was taken, as its EXIF GPS fields record it. A record whose latitude and
@@ -32,15 +36,19 @@ class ZUV_EXPORT CZuvGeotagData {
   class ZUV_EXPORT CZuvGeotagDMS {
    public:
     CZuvGeotagDMS() = default;
+    /// The given angle.
     CZuvGeotagDMS(double degrees_, double minutes_, double seconds_)
         : degrees(degrees_), minutes(minutes_), seconds(seconds_) {}
 
     /// Equal when all three numbers are; != is its negation, so with a NaN == is false and != true.
     bool operator==(const CZuvGeotagDMS& other) const = default;
 
+    /// The three parts of the angle, 0 by default.
+    /// @{
     double degrees = 0;
     double minutes = 0;
     double seconds = 0;
+    /// @}
   };
 
   /// Whether the altitude lies above or below sea level (EXIF GPSAltitudeRef).
@@ -49,25 +57,26 @@ class ZUV_EXPORT CZuvGeotagData {
   /// True when latitudeRef and longitudeRef are both 0; the other fields are not looked at.
   bool IsEmpty() const;
 
+  /// Equal when all fields are, each angle compared as CZuvGeotagDMS.
   bool operator==(const CZuvGeotagData& other) const = default;
 
-  char latitudeRef = 0;   // 'N' or 'S'; 0 when unset
-  char longitudeRef = 0;  // 'E' or 'W'; 0 when unset
-  CZuvGeotagDMS latitude;
-  CZuvGeotagDMS longitude;
-  uint8_t altitudeRef = kAboveSeaLevel;
-  double altitude = 0;  // meters from sea level, in the direction altitudeRef gives
+  char latitudeRef = 0;                  ///< 'N' or 'S'; 0 when unset.
+  char longitudeRef = 0;                 ///< 'E' or 'W'; 0 when unset.
+  CZuvGeotagDMS latitude;                ///< Angle from the equator, towards latitudeRef.
+  CZuvGeotagDMS longitude;               ///< Angle from the prime meridian, towards longitudeRef.
+  uint8_t altitudeRef = kAboveSeaLevel;  ///< kAboveSeaLevel or kBelowSeaLevel.
+  double altitude = 0;  ///< Meters from sea level, in the direction altitudeRef gives.
 };
 
 /// IPTC text fields, one text per field number, in ascending order of number. The application
 /// numbers the fields.
 class ZUV_EXPORT CZuvIPTCData {
  public:
-  std::map<uint32_t, CZuvStringData> fields;
+  std::map<uint32_t, CZuvStringData> fields;  ///< The text of each field, by number.
 };
 
 /// Counts per bin: one inner vector per channel, one count per bin.
 class ZUV_EXPORT CZuvHistogramData {
  public:
-  std::vector<std::vector<uint32_t>> channels;
+  std::vector<std::vector<uint32_t>> channels;  ///< The counts, by channel and then by bin.
 };

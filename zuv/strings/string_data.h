@@ -17,7 +17,7 @@ class CZuvPlatformString;
 
 /// The primary form of a string value.
 enum eZuvStringEncoding : int32_t {
-  kZuvEncodingNone = 0,  // no text yet
+  kZuvEncodingNone = 0,  ///< No text yet.
   kZuvEncodingSystem = 1,
   kZuvEncodingUtf8 = 2,
   kZuvEncodingUnicode = 3,
@@ -26,9 +26,12 @@ enum eZuvStringEncoding : int32_t {
 /// A pointer to 0-terminated text in the system encoding. Owns nothing.
 class ZUV_EXPORT ZuvCharSystem {
  public:
+  /// Wraps a pointer; converts back to it.
+  /// @{
   ZuvCharSystem(const char* text) : m_pText(text) {}
   ZuvCharSystem(const ZuvCharSystem&) = default;
   operator const char*() const { return m_pText; }
+  /// @}
 
  private:
   const char* m_pText;
@@ -37,9 +40,12 @@ class ZUV_EXPORT ZuvCharSystem {
 /// A pointer to 0-terminated UTF-8 text. Owns nothing.
 class ZUV_EXPORT ZuvCharUtf8 {
  public:
+  /// Wraps a pointer; converts back to it.
+  /// @{
   ZuvCharUtf8(const char* text) : m_pText(text) {}
   ZuvCharUtf8(const ZuvCharUtf8&) = default;
   operator const char*() const { return m_pText; }
+  /// @}
 
  private:
   const char* m_pText;
@@ -49,11 +55,14 @@ class ZUV_EXPORT ZuvCharUtf8 {
 /// reinterprets the pointer: no unit is converted, even where wchar_t is 32 bits wide.
 class ZUV_EXPORT ZuvCharUnicode {
  public:
+  /// Wraps a pointer; converts back to it, in either view.
+  /// @{
   ZuvCharUnicode(const unsigned short* text) : m_pText(text) {}
   ZuvCharUnicode(const wchar_t* text) : m_pText(reinterpret_cast<const unsigned short*>(text)) {}
   ZuvCharUnicode(const ZuvCharUnicode&) = default;
   operator const unsigned short*() const { return m_pText; }
   operator const wchar_t*() const { return reinterpret_cast<const wchar_t*>(m_pText); }
+  /// @}
 
  private:
   const unsigned short* m_pText;
@@ -62,11 +71,14 @@ class ZUV_EXPORT ZuvCharUnicode {
 /// A pointer to 0-terminated text in the platform encoding, which is UTF-8. Owns nothing.
 class ZUV_EXPORT ZuvCharPlatform {
  public:
+  /// Wraps a pointer; converts back to it, or to the UTF-8 wrapper.
+  /// @{
   ZuvCharPlatform(const char* text) : m_pText(text) {}
   ZuvCharPlatform(const ZuvCharUtf8& text) : m_pText(text) {}
   ZuvCharPlatform(const ZuvCharPlatform&) = default;
   operator const char*() const { return m_pText; }
   operator ZuvCharUtf8() const { return ZuvCharUtf8(m_pText); }
+  /// @}
 
  private:
   const char* m_pText;
@@ -119,10 +131,14 @@ class ZUV_EXPORT CZuvStringData {
     CZuvStringValue& operator=(const CZuvStringValue&) = delete;
 
     /// The first initialisation wins: a value that already has a kind keeps it. kZuvSuccess.
+    /// @{
     ZuvResult InitWithUtf8(const char* text);
     ZuvResult InitWithSystemEncoding(const char* text);
     ZuvResult InitWithUnicode(const unsigned short* text);
+    /// @}
 
+    /// CZuvStringData's forms, lengths and tests of the same names, answered for this value.
+    /// @{
     const char* GetPtrUtf8();
     const char* GetPtrSystemEncoding();
     const unsigned short* GetPtrUnicode();
@@ -136,6 +152,7 @@ class ZUV_EXPORT CZuvStringData {
     bool HasValueSystemEncoding() const;
     bool HasValueUnicode() const;
     bool IsEmpty() const;
+    /// @}
 
     /// Back to kind kZuvEncodingNone with no buffers; used only on the way to destruction.
     void Clear();
@@ -157,12 +174,18 @@ class ZUV_EXPORT CZuvStringData {
   };
 
   CZuvStringData();
+  /// A value holding a copy of the text, in the wrapper's encoding as its primary form.
+  /// @{
   CZuvStringData(const ZuvCharUnicode& text);
   CZuvStringData(const ZuvCharUtf8& text);
   CZuvStringData(const ZuvCharPlatform& text);
   CZuvStringData(const ZuvCharSystem& text);
+  /// @}
+  /// Shares the other's value; no text is copied.
+  /// @{
   CZuvStringData(const CZuvStringData& other);
   CZuvStringData& operator=(const CZuvStringData& other);
+  /// @}
   ~CZuvStringData();
 
   /// Leaves the value; the object is then without value.
@@ -170,6 +193,7 @@ class ZUV_EXPORT CZuvStringData {
 
   /// Leave the current value and attach a new one holding a copy of the text. kZuvSuccess, or
   /// kZuvErrFailed for a null pointer (the object then holds an empty value).
+  /// @{
   ZuvResult InitWithUtf8(const char* text);
   ZuvResult InitWithSystemEncoding(const char* text);
   ZuvResult InitWithUnicode(const unsigned short* text);
@@ -177,6 +201,7 @@ class ZUV_EXPORT CZuvStringData {
   ZuvResult InitWithChar(const ZuvCharPlatform& text);
   ZuvResult InitWithChar(const ZuvCharSystem& text);
   ZuvResult InitWithChar(const ZuvCharUnicode& text);
+  /// @}
   /// Takes the text of a platform string. kZuvErrFailed for null, leaving the object without value.
   ZuvResult InitWithCFString(const CZuvPlatformString* text);
   /// A new platform string of the UTF-8 form; an empty one when the text is not well-formed UTF-8.
@@ -184,6 +209,7 @@ class ZUV_EXPORT CZuvStringData {
 
   /// The form asked for, produced on first demand. An object without value first gets an empty
   /// value of its own. The pointer stays valid while any sharer holds the value.
+  /// @{
   const char* GetPtrUtf8() const {
     // A present form never changes, so it is read without the lock.
     if (m_pValue != nullptr) {
@@ -196,20 +222,25 @@ class ZUV_EXPORT CZuvStringData {
   const char* GetPtrPlatform() const { return GetPtrUtf8(); }
   ZuvCharUnicode GetCharUnicode() const { return ZuvCharUnicode(GetPtrUnicode()); }
   ZuvCharPlatform GetCharPlatform() const { return ZuvCharPlatform(GetPtrUtf8()); }
+  /// @}
 
   /// Character count of the primary form: UTF-8 lead bytes, UTF-16 units, or for the system
   /// encoding its UTF-16 units (0 when refused). 0 without value.
   unsigned long GetLengthChar() const;
   /// Byte length of the form without its terminator (produced if needed); 0 without value.
+  /// @{
   unsigned long GetLengthByteUtf8() const;
   unsigned long GetLengthByteSystemEncoding() const;
   unsigned long GetLengthByteUnicode() const;
   unsigned long GetLengthBytePlatform() const { return GetLengthByteUtf8(); }
+  /// @}
 
   /// Whether that form is present now; produces nothing and says nothing of emptiness.
+  /// @{
   bool HasValueUtf8() const;
   bool HasValueSystemEncoding() const;
   bool HasValueUnicode() const;
+  /// @}
   /// True without value, for an empty text, and for system-encoding text the encoding refuses.
   bool IsEmpty() const;
 

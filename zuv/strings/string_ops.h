@@ -78,8 +78,10 @@ ZUV_EXPORT CZuvStringData ZuvStringDataTrim(const CZuvStringData& s, const CZuvS
 
 /// s in lower or upper case by the locale-independent full case mapping. Text that is not
 /// well-formed UTF-8 gives an empty result with value.
+/// @{
 ZUV_EXPORT CZuvStringData ZuvStringDataLower(const CZuvStringData& s);
 ZUV_EXPORT CZuvStringData ZuvStringDataUpper(const CZuvStringData& s);
+/// @}
 
 /// s without its first n UTF-16 units. Empty without value when s has fewer than n characters
 /// (GetLengthChar); n equal to the length gives an empty result with value.
@@ -100,6 +102,7 @@ ZUV_EXPORT void ZuvMacCopySystemEncoingStringWithLossByte(const CZuvStringData& 
 namespace ZuvFunctorUtility {
 /// Orders string values by ZuvStringDataCmpi, for maps keyed case-insensitively.
 struct CZuvLessStringDataNoCase {
+  /// True when a sorts before b.
   bool operator()(const CZuvStringData& a, const CZuvStringData& b) const {
     return ZuvStringDataCmpi(a, b) < 0;
   }

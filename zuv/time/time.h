@@ -18,31 +18,43 @@ class ZUV_EXPORT CZuvTime {
  public:
   /// No time set.
   CZuvTime();
+  /// A copy of the other time.
+  /// @{
   CZuvTime(const CZuvTime& other) = default;
   CZuvTime& operator=(const CZuvTime& other) = default;
+  /// @}
   /// Takes the record as it is.
+  /// @{
   CZuvTime(const UTCDateTime& time);
   CZuvTime& operator=(const UTCDateTime& time);
+  /// @}
   /// From the 64-bit form: highSeconds × 2^48 + lowSeconds × 2^16 + fraction, the time in units of
   /// 1/65536 second since 1904. Exact both ways.
+  /// @{
   CZuvTime(const unsigned long long& value);
   CZuvTime& operator=(const unsigned long long& value);
+  /// @}
 
   /// The 64-bit form.
   operator unsigned long long() const;
   /// The stored record, for calls that fill it in place.
   operator UTCDateTime*();
+  /// A copy of the stored record.
   UTCDateTime GetUTCTime() const;
 
   /// Equal when all three fields are, the fraction included.
+  /// @{
   bool operator==(const CZuvTime& other) const;
   bool operator!=(const CZuvTime& other) const;
+  /// @}
   /// Ordered by whole seconds only: two times in one second with different fractions are neither
   /// equal nor ordered by < and >, yet both <= and >= hold.
+  /// @{
   bool operator>(const CZuvTime& other) const;
   bool operator>=(const CZuvTime& other) const;
   bool operator<(const CZuvTime& other) const;
   bool operator<=(const CZuvTime& other) const;
+  /// @}
 
   /// True when no time is set (all three fields 0).
   bool IsEmpty() const;

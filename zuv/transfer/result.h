@@ -35,8 +35,11 @@ enum : ZuvResult {
 /// The boundary between success and failure codes.
 inline constexpr ZuvResult kZuvResultFailureBoundary = 0x1000;
 
+/// Whether the code means success or failure.
+/// @{
 constexpr bool ZuvIsSuccess(ZuvResult result) { return result < kZuvResultFailureBoundary; }
 constexpr bool ZuvIsFailure(ZuvResult result) { return result >= kZuvResultFailureBoundary; }
+/// @}
 
 /// The name of a code ("kZuvErrNotFound"), or null for a value that is not in the table.
 ZUV_EXPORT const char* ZuvResultName(ZuvResult result);
@@ -46,11 +49,13 @@ ZUV_EXPORT const char* ZuvResultName(ZuvResult result);
 ZUV_EXPORT const char* ZuvResultReason(ZuvResult result);
 
 /// Error domain names of the platform's error objects, as ConvertCocoaError recognises them.
+/// @{
 ZUV_EXPORT extern const char* const NSOSStatusErrorDomain;
 ZUV_EXPORT extern const char* const NSCocoaErrorDomain;
 ZUV_EXPORT extern const char* const NSURLErrorDomain;
 ZUV_EXPORT extern const char* const NSMachErrorDomain;
 ZUV_EXPORT extern const char* const NSPOSIXErrorDomain;
+/// @}
 
 /// Converts a platform error, given as its domain name and code, into a result code. A null domain
 /// means no error and gives kZuvSuccess; a domain or code without a mapping gives kZuvErrFailed.

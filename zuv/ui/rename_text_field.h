@@ -20,7 +20,7 @@ class QKeyEvent;
 /// the modified flag. Ending an edit is never refused.
 class ZUV_EXPORT ZuvRenameTextField : public QLineEdit {
   Q_OBJECT
-  // Shadows QLineEdit's own property, so that it reads and writes the flag of this class.
+  /// Shadows QLineEdit's own property, so that it reads and writes the flag of this class.
   Q_PROPERTY(bool modified READ isModified WRITE setModified)
 
  public:
@@ -54,8 +54,11 @@ class ZUV_EXPORT ZuvRenameTextField : public QLineEdit {
   /// An edit ends: puts back the remembered text when the validator refuses the current one.
   virtual void textShouldEndEditing();
 
+  /// Focus coming in begins an edit, unless one is under way.
   void focusInEvent(QFocusEvent* event) override;
+  /// Focus going to another widget of the window ends the edit; a popup or another window does not.
   void focusOutEvent(QFocusEvent* event) override;
+  /// Return or Enter ends the edit, whatever the validator says of the text.
   void keyPressEvent(QKeyEvent* event) override;
 
  private:
