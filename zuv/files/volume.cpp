@@ -3,7 +3,6 @@
 #include <map>
 #include <mutex>
 
-#include "zuv/files/file_handle.h"
 #include "zuv/files/internal/process_caches.h"
 #include "zuv/platform/catalog.h"
 #include "zuv/platform/machine_facts.h"
@@ -22,19 +21,11 @@ constexpr std::string_view kDeviceTreeTop = "/sys/devices/";
 std::mutex g_driveTypeMutex;
 std::map<int16_t, uint32_t> g_mapDriveType;
 
-// The volume of an item, by its catalog record.
-bool ReadVolume(const FSRef& ref, int16_t* volume) {
-  FSCatalogInfo info = {};
-  if (zuv::platform::GetCatalogInfo(ref, kFSCatInfoVolume, &info, nullptr) != kNoErr) {
-    return false;
-  }
-  *volume = info.volume;
-  return true;
-}
-
+// The parameters of an item's volume, found by the item's catalog record.
 bool ReadVolumeParms(FSRef& ref, zuv::platform::VolumeParms* parms) {
-  int16_t volume = 0;
-  return ReadVolume(ref, &volume) && zuv::platform::GetVolumeParms(volume, parms) == kNoErr;
+  FSCatalogInfo info = {};
+  return zuv::platform::GetCatalogInfo(ref, kFSCatInfoVolume, &info, nullptr) == kNoErr &&
+         zuv::platform::GetVolumeParms(info.volume, parms) == kNoErr;
 }
 
 }  // namespace
@@ -55,31 +46,6 @@ void ZuvRememberDriveType(int16_t volume, uint32_t type) {
 void zuv::files_internal::ForgetDriveTypes() {
   std::lock_guard lock(g_driveTypeMutex);
   g_mapDriveType.clear();
-}
-
-// Volume numbers are never reused within a process on Linux, so a remembered answer stays right
-// for as long as the volume stays mounted.
-uint32_t CZuvFileHandle::GetDriveType() const {
-  FSRef ref;
-  int16_t volume = 0;
-  if (ZuvIsFailure(GetFSRef(&ref)) || !ReadVolume(ref, &volume)) return kZuvDriveFixed;
-  if (ZuvLookUpDriveType(volume, &m_nDriveType)) return m_nDriveType;
-
-  zuv::platform::VolumeInfo info;
-  if (zuv::platform::GetVolumeInfo(volume, &info) != kNoErr) return kZuvDriveFixed;
-  if (IsOpticalDisk(&info.root)) {
-    m_nDriveType = kZuvDriveOptical;
-  } else if (IsNetworkCheck(info.root)) {
-    m_nDriveType = kZuvDriveNetwork;
-  } else if (IsEjectable(info.root)) {
-    const bool locked = (info.flags & (zuv::platform::kVolumeHardwareLocked |
-                                       zuv::platform::kVolumeSoftwareLocked)) != 0;
-    m_nDriveType = locked ? kZuvDriveRemovableLocked : kZuvDriveRemovable;
-  } else {
-    m_nDriveType = kZuvDriveFixed;
-  }
-  ZuvRememberDriveType(volume, m_nDriveType);
-  return m_nDriveType;
 }
 
 bool IsOpticalDisk(const FSRef* root) {

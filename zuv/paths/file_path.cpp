@@ -59,9 +59,10 @@ ZuvResult CZuvFilePath::GetFSRef(FSRef* out) const {
 
 ZuvResult CZuvFilePath::GetParent(CZuvFilePath* parent) const {
   if (m_strPath.IsEmpty()) return kZuvErrEmptyPath;
-  std::string path = m_strPath.GetPtrUtf8();
+  const char* utf8 = m_strPath.GetPtrUtf8();  // null when memory ran out making the form
+  if (utf8 == nullptr || *utf8 == '\0') return kZuvErrNotFound;
+  std::string path = utf8;
   if (path == "/") return kZuvErrFileSystem;
-  if (path.empty()) return kZuvErrNotFound;
   if (path.back() == '/') path.pop_back();
   const size_t slash = path.rfind('/');
   if (slash == std::string::npos) return kZuvErrFileSystem;
