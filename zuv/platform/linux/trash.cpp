@@ -2,6 +2,8 @@
 
 #include <gio/gio.h>
 
+#include "zuv/paths/internal/path_text.h"
+
 namespace zuv::platform {
 namespace {
 
@@ -18,11 +20,10 @@ class GioTrash final : public Trash {
  public:
   bool Recycle(const std::string& folder, const std::vector<std::string>& names) override {
     if (folder.empty() || folder.front() != '/') return false;
-    const std::string prefix = folder.back() == '/' ? folder : folder + "/";
     bool all = true;
     for (const std::string& name : names) {
       if (name.empty()) continue;
-      if (!IsItemName(name) || !TrashItem(prefix + name)) all = false;
+      if (!IsItemName(name) || !TrashItem(paths_internal::JoinPath(folder, name))) all = false;
     }
     return all;
   }
