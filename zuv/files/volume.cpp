@@ -15,9 +15,6 @@ using zuv::platform::kNoErr;
 // Less free space than this counts as a full disk.
 constexpr uint64_t kDiskFullBytes = 104857600;
 
-// Only the volume's root can be of a medium class; the registry walk ends at the tree's top.
-constexpr std::string_view kDeviceTreeTop = "/sys/devices/";
-
 std::mutex g_driveTypeMutex;
 std::map<int16_t, uint32_t> g_mapDriveType;
 
@@ -86,14 +83,10 @@ bool VolumeIsOnPCCardByBSDName(char* name) {
   return !entry.empty() && FindVolumeOnPCCard(entry);
 }
 
-// The walk goes from the device towards the root of the device tree, one parent folder at a time.
 bool FindVolumeOnPCCard(const std::string& entry) {
-  for (std::string device = entry; device.size() > kDeviceTreeTop.size() &&
-                                   device.compare(0, kDeviceTreeTop.size(), kDeviceTreeTop) == 0;
-       device.erase(device.rfind('/'))) {
-    if (SocketTypeIsPCCard(device) || DriverWasRoutedThroughPCCardBridge(device)) return true;
-  }
-  return false;
+  return zuv::platform::DeviceOrParentMatches(entry, [](const std::string& device) {
+    return SocketTypeIsPCCard(device) || DriverWasRoutedThroughPCCardBridge(device);
+  });
 }
 
 bool DriverWasRoutedThroughPCCardBridge(const std::string& entry) {
