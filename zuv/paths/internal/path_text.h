@@ -26,6 +26,13 @@ inline std::string_view FolderOf(std::string_view path) {
   return slash == 0 ? path.substr(0, 1) : path.substr(0, slash);
 }
 
+/// Whether `name` can be one component of a path: not empty, "." or "..", and without "/" or a
+/// U+0000 (which would make it another path, or cut it short where the system reads it).
+inline bool IsOneComponent(std::string_view name) {
+  return !name.empty() && name != "." && name != ".." &&
+         name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
+}
+
 /// `name` in `folder`: folder + "/" + name, without a second "/" when the folder ends in one.
 inline std::string JoinPath(std::string_view folder, std::string_view name) {
   std::string path(folder);

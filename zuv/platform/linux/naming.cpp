@@ -27,14 +27,10 @@ OSStatus StatusFromNamingErrno(int error) {
   return error == ENAMETOOLONG ? kErrNameTooLong : StatusFromErrno(error);
 }
 
-// The UTF-8 form of a name that can be one path component: not empty, "." or "..", and without
-// "/" or U+0000 (which would make it another path or cut it short).
+// The UTF-8 form of a name that can be one path component.
 std::optional<std::string> ComponentOf(std::u16string_view name) {
   std::string utf8 = EncodeUtf8(name);
-  if (utf8.empty() || utf8 == "." || utf8 == ".." || utf8.find('/') != std::string::npos ||
-      utf8.find('\0') != std::string::npos) {
-    return std::nullopt;
-  }
+  if (!paths_internal::IsOneComponent(utf8)) return std::nullopt;
   return utf8;
 }
 

@@ -7,10 +7,6 @@
 namespace zuv::platform {
 namespace {
 
-bool IsItemName(const std::string& name) {
-  return name != "." && name != ".." && name.find('/') == std::string::npos;
-}
-
 // The freedesktop.org trash through GIO: the home trash ($XDG_DATA_HOME/Trash) for items on the
 // device of $HOME, else the volume's own .Trash-$uid. GIO refuses volumes it counts as internal
 // to the system (a tmpfs, the root of a system folder) and volumes where no trash can be made.
@@ -23,7 +19,10 @@ class GioTrash final : public Trash {
     bool all = true;
     for (const std::string& name : names) {
       if (name.empty()) continue;
-      if (!IsItemName(name) || !TrashItem(paths_internal::JoinPath(folder, name))) all = false;
+      if (!paths_internal::IsOneComponent(name) ||
+          !TrashItem(paths_internal::JoinPath(folder, name))) {
+        all = false;
+      }
     }
     return all;
   }
