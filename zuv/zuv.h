@@ -4,6 +4,7 @@
 #include "zuv/export.h"
 #include "zuv/files/file_handle.h"
 #include "zuv/files/file_ops.h"
+#include "zuv/files/swap.h"
 #include "zuv/files/temp_folder.h"
 #include "zuv/files/thread.h"
 #include "zuv/files/volume.h"

@@ -5,6 +5,8 @@
 #include <iostream>
 #include <system_error>
 
+#include "zuv/paths/internal/path_text.h"
+
 int ZuvToolUsageError(std::string_view command, std::string_view message) {
   std::cerr << "zuv";
   if (!command.empty()) std::cerr << ' ' << command;
@@ -34,7 +36,7 @@ std::optional<std::string> ZuvToolPath(std::string_view command, const std::stri
     ZuvToolFailure(command, argument, kZuvErrNotFound, "the working folder cannot be found");
     return std::nullopt;
   }
-  return folder + (folder.back() == '/' ? "" : "/") + argument;
+  return zuv::paths_internal::JoinPath(folder, argument);
 }
 
 CZuvStringData ZuvToolUtf8(const std::string& text) {

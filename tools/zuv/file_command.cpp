@@ -11,6 +11,7 @@
 #include "zuv/files/file_handle.h"
 #include "zuv/files/file_ops.h"
 #include "zuv/files/temp_folder.h"
+#include "zuv/paths/internal/path_text.h"
 #include "zuv/transfer/result.h"
 
 namespace {
@@ -67,8 +68,8 @@ int RunMkdirCommand(const std::vector<std::string>& arguments) {
     if (!IsFolder(*parent) && !ZuvToolPathObject(*parent).IsEmpty()) {
       return ZuvToolFailure("mkdir", parentArgument, result, "not a folder");
     }
-    const std::string separator = parentArgument.back() == '/' ? "" : "/";
-    return ZuvToolFailure("mkdir", parentArgument + separator + arguments[1], result);
+    return ZuvToolFailure("mkdir", zuv::paths_internal::JoinPath(parentArgument, arguments[1]),
+                          result);
   }
   std::cout << ZuvToolPathText(folder) << '\n';
   return kZuvToolSuccess;

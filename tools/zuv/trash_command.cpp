@@ -12,21 +12,19 @@
 
 #include "tools/zuv/command.h"
 #include "zuv/files/file_handle.h"
+#include "zuv/paths/internal/path_text.h"
 #include "zuv/platform/text.h"
 #include "zuv/transfer/result.h"
 #include "zuv/transfer/trash.h"
 
 namespace {
 
+using zuv::paths_internal::FolderOf;
+
 // Whether an item is at the path, itself and not what a symbolic link there names.
 bool Exists(const std::string& path) {
   std::error_code error;
   return std::filesystem::exists(std::filesystem::symlink_status(path, error));
-}
-
-std::string FolderOf(const std::string& path) {
-  const size_t slash = path.rfind('/');
-  return slash == 0 ? "/" : path.substr(0, slash);
 }
 
 // Why an item that is still there could not be trashed. The library takes only paths of
@@ -36,8 +34,9 @@ std::string FolderOf(const std::string& path) {
 std::string WhyNotTrashed(const std::string& path) {
   if (!zuv::platform::IsWellFormedUtf8(path)) return "the path is not valid UTF-8";
   const CZuvFileHandle item(ZuvToolPathObject(path));
-  const bool movable = ZuvIsWritable(CZuvFileHandle(ZuvToolPathObject(FolderOf(path)))) &&
-                       ZuvIsWritable(item) && !(item.GetAttribute() & kZuvAttributeLocked);
+  const bool movable =
+      ZuvIsWritable(CZuvFileHandle(ZuvToolPathObject(std::string(FolderOf(path))))) &&
+      ZuvIsWritable(item) && !(item.GetAttribute() & kZuvAttributeLocked);
   return movable ? "the volume has no trash" : "permission denied";
 }
 
@@ -55,8 +54,7 @@ int RunTrashCommand(const std::vector<std::string>& arguments) {
       continue;
     }
     // "photos/" names the folder photos: its trailing slashes are no part of the item's name.
-    std::string path = *given;
-    while (path.size() > 1 && path.back() == '/') path.pop_back();
+    const std::string path(zuv::paths_internal::WithoutTrailingSlashes(*given));
     CZuvFilePath item;
     const CZuvStringData text = ZuvToolUtf8(path);
     if (path == "/" || ZuvIsFailure(item.Initialize(&text))) {
@@ -64,8 +62,9 @@ int RunTrashCommand(const std::vector<std::string>& arguments) {
                               path == "/" ? "the root folder is not trashed" : "no such item");
       continue;
     }
-    auto& items = itemsOfFolder[FolderOf(path)];
-    if (items.empty()) folders.push_back(FolderOf(path));
+    const std::string folder(FolderOf(path));
+    auto& items = itemsOfFolder[folder];
+    if (items.empty()) folders.push_back(folder);
     items.emplace_back(argument, std::move(item));
   }
   for (const std::string& folder : folders) {

@@ -13,6 +13,7 @@
 #include "zuv/platform/file_system.h"
 #include "zuv/platform/text.h"
 #include "zuv/platform/user.h"
+#include "zuv/platform/volume_info.h"
 
 namespace {
 
@@ -144,6 +145,34 @@ eZuvFileType CZuvFileHandle::GetFileType() const {
 }
 
 uint32_t CZuvFileHandle::GetAttribute() const { return EnsureCollected() ? m_nAttribute : 0; }
+
+// Volume numbers are never reused within a process on Linux, so a remembered answer stays right
+// for as long as the volume stays mounted.
+uint32_t CZuvFileHandle::GetDriveType() const {
+  FSRef ref;
+  FSCatalogInfo item = {};
+  if (ZuvIsFailure(GetFSRef(&ref)) ||
+      zuv::platform::GetCatalogInfo(ref, kFSCatInfoVolume, &item, nullptr) != kNoErr) {
+    return kZuvDriveFixed;
+  }
+  if (ZuvLookUpDriveType(item.volume, &m_nDriveType)) return m_nDriveType;
+
+  zuv::platform::VolumeInfo info;
+  if (zuv::platform::GetVolumeInfo(item.volume, &info) != kNoErr) return kZuvDriveFixed;
+  if (IsOpticalDisk(&info.root)) {
+    m_nDriveType = kZuvDriveOptical;
+  } else if (IsNetworkCheck(info.root)) {
+    m_nDriveType = kZuvDriveNetwork;
+  } else if (IsEjectable(info.root)) {
+    const bool locked = (info.flags & (zuv::platform::kVolumeHardwareLocked |
+                                       zuv::platform::kVolumeSoftwareLocked)) != 0;
+    m_nDriveType = locked ? kZuvDriveRemovableLocked : kZuvDriveRemovable;
+  } else {
+    m_nDriveType = kZuvDriveFixed;
+  }
+  ZuvRememberDriveType(item.volume, m_nDriveType);
+  return m_nDriveType;
+}
 
 ZuvResult CZuvFileHandle::GetActualName(CZuvStringData& name) const {
   return EnsureCollected() ? name.InitWithCFString(m_pActualName.get()) : kZuvErrFailed;

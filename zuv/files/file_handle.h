@@ -109,9 +109,9 @@ class ZUV_EXPORT CZuvFileHandle : public CZuvFilePath {
   /// The type of a name or path by its last extension, from the handle's own short table; unknown
   /// when there is none.
   static eZuvFileType GetFileType(const CZuvStringData& path);
-  /// Attributes of a path by its permission bits alone (owner or group read, owner write), without
-  /// regard to the current user or the medium; always with kZuvAttributeFolder, and 0 when the
-  /// item cannot be read.
+  /// Attributes of a path by its permission bits alone, without regard to the current user or the
+  /// medium: Readable for owner or group read, Writable for owner write, and Deletable too when
+  /// the item is not locked; always with kZuvAttributeFolder, and 0 when the item cannot be read.
   static uint32_t GetAttribute(const CZuvStringData& path);
 
  private:

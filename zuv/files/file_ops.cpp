@@ -6,6 +6,7 @@
 
 #include "zuv/files/file_handle.h"
 #include "zuv/files/internal/file_text.h"
+#include "zuv/paths/internal/path_text.h"
 #include "zuv/paths/path_utility.h"
 #include "zuv/platform/file_system.h"
 #include "zuv/platform/machine_facts.h"
@@ -216,7 +217,7 @@ bool ZuvIsSubFolder(const CZuvFilePath& parent, const CZuvFilePath& child) {
 ZuvResult ZuvGetFileNameFromPath(const CZuvStringData& path, CZuvStringData* name) {
   if (name != nullptr) {
     const std::string text = Utf8Of(path);
-    name->InitWithUtf8(text.substr(text.rfind('/') + 1).c_str());  // npos + 1: the whole path
+    name->InitWithUtf8(std::string(zuv::paths_internal::LastComponent(text)).c_str());
   }
   return kZuvSuccess;
 }

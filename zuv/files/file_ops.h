@@ -1,16 +1,16 @@
 // The basic file operations on single items named by CZuvFilePath or by path string: read and
 // write a whole file, create files and folders (with a unique name if asked), delete, rename, swap
-// the contents of two files, and a few questions on path strings. Each returns a result code of
-// zuv/transfer/result.h; platform error numbers never leave them, except from
-// FSExchangeObjectsCompat. Permissions are checked through CZuvFileHandle first, and a locked
-// item is unlocked and locked again around a rename or a swap.
+// the contents of two files (swap.h, included here), and a few questions on path strings. Each
+// returns a result code of zuv/transfer/result.h; platform error numbers never leave them.
+// Permissions are checked through CZuvFileHandle first, and a locked item is unlocked and locked
+// again around a rename.
 #pragma once
 
 #include <vector>
 
 #include "zuv/export.h"
+#include "zuv/files/swap.h"
 #include "zuv/paths/file_path.h"
-#include "zuv/platform/catalog_types.h"
 #include "zuv/strings/string_data.h"
 #include "zuv/transfer/result.h"
 
@@ -36,8 +36,8 @@ ZUV_EXPORT ZuvResult ZuvCreateFolder(const CZuvFilePath& parent, const CZuvStrin
 ZUV_EXPORT ZuvResult ZuvCreateUniqueFile(const CZuvFilePath& parent, const CZuvStringData& name,
                                          CZuvFilePath* out);
 
-// Delete, rename and swap act on the item that the last path component names, never following it
-// when it is a symbolic link. A path that ends in "." or ".." (however many "/" follow) or names
+// Delete and rename act on the item that the last path component names, never following it when
+// it is a symbolic link. A path that ends in "." or ".." (however many "/" follow) or names
 // the root is refused with kZuvErrInvalidName before anything is touched.
 
 /// Deletes a file or an empty folder. kZuvErrFileSystem for an empty path, kZuvErrAccessDenied
@@ -58,18 +58,6 @@ ZUV_EXPORT ZuvResult ZuvDeleteFolder(const std::vector<CZuvFilePath>& folders);
 /// may not write it; kZuvErrInUse; kZuvErrNameTooLong; kZuvErrFailed otherwise, a taken name too.
 ZUV_EXPORT ZuvResult ZuvRenameFile(const CZuvFilePath& item, const CZuvStringData& newName,
                                    CZuvFilePath* out);
-/// Exchanges the contents of two files, each keeping its name and place; locked files too.
-/// kZuvErrFileSystem for an empty path, kZuvErrAccessDenied when either may not be written or the
-/// exchange was refused, kZuvErrFailed otherwise (two volumes, a folder). After a failure a file
-/// unlocked for the swap may stay unlocked.
-ZUV_EXPORT ZuvResult ZuvSwapFile(const CZuvFilePath& a, const CZuvFilePath& b);
-/// Exchanges two files, natively where the volume can, else by renames and moves that are undone
-/// when a step fails; both files are kept either way. *newSource and *newDest receive the items now
-/// at the source's and the destination's places. Returns a platform error number (0: success):
-/// -50 for a null output, -1303 for two volumes, -1302 for a folder, or the failed step's error.
-ZUV_EXPORT int32_t FSExchangeObjectsCompat(const FSRef* source, const FSRef* dest, FSRef* newSource,
-                                           FSRef* newDest);
-
 /// Deletes the file's resource fork. kZuvErrFailed when it has none, which on Linux is always.
 ZUV_EXPORT ZuvResult ZuvDeleteResourceFork(const CZuvFilePath& file);
 

@@ -1,9 +1,8 @@
-// ZuvSwapFile and the exchange beneath it: natively where the volume exchanges two files in place,
-// else by renames and moves whose every step is undone when a later one fails.
+#include "zuv/files/swap.h"
+
 #include <string>
 
 #include "zuv/files/file_handle.h"
-#include "zuv/files/file_ops.h"
 #include "zuv/files/internal/file_text.h"
 #include "zuv/platform/file_system.h"
 

@@ -1,3 +1,5 @@
+#include "zuv/files/swap.h"
+
 #include <filesystem>
 #include <map>
 #include <string>
@@ -6,7 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include "zuv/files/file_ops.h"
 #include "zuv/platform/file_system.h"
 #include "zuv/platform/testing/file_system.h"
 #include "zuv/platform/testing/scoped_replacement.h"

@@ -3,7 +3,6 @@
 #include <map>
 #include <mutex>
 
-#include "zuv/files/file_handle.h"
 #include "zuv/files/internal/process_caches.h"
 #include "zuv/platform/catalog.h"
 #include "zuv/platform/machine_facts.h"
@@ -16,25 +15,14 @@ using zuv::platform::kNoErr;
 // Less free space than this counts as a full disk.
 constexpr uint64_t kDiskFullBytes = 104857600;
 
-// Only the volume's root can be of a medium class; the registry walk ends at the tree's top.
-constexpr std::string_view kDeviceTreeTop = "/sys/devices/";
-
 std::mutex g_driveTypeMutex;
 std::map<int16_t, uint32_t> g_mapDriveType;
 
-// The volume of an item, by its catalog record.
-bool ReadVolume(const FSRef& ref, int16_t* volume) {
-  FSCatalogInfo info = {};
-  if (zuv::platform::GetCatalogInfo(ref, kFSCatInfoVolume, &info, nullptr) != kNoErr) {
-    return false;
-  }
-  *volume = info.volume;
-  return true;
-}
-
+// The parameters of an item's volume, found by the item's catalog record.
 bool ReadVolumeParms(FSRef& ref, zuv::platform::VolumeParms* parms) {
-  int16_t volume = 0;
-  return ReadVolume(ref, &volume) && zuv::platform::GetVolumeParms(volume, parms) == kNoErr;
+  FSCatalogInfo info = {};
+  return zuv::platform::GetCatalogInfo(ref, kFSCatInfoVolume, &info, nullptr) == kNoErr &&
+         zuv::platform::GetVolumeParms(info.volume, parms) == kNoErr;
 }
 
 }  // namespace
@@ -55,31 +43,6 @@ void ZuvRememberDriveType(int16_t volume, uint32_t type) {
 void zuv::files_internal::ForgetDriveTypes() {
   std::lock_guard lock(g_driveTypeMutex);
   g_mapDriveType.clear();
-}
-
-// Volume numbers are never reused within a process on Linux, so a remembered answer stays right
-// for as long as the volume stays mounted.
-uint32_t CZuvFileHandle::GetDriveType() const {
-  FSRef ref;
-  int16_t volume = 0;
-  if (ZuvIsFailure(GetFSRef(&ref)) || !ReadVolume(ref, &volume)) return kZuvDriveFixed;
-  if (ZuvLookUpDriveType(volume, &m_nDriveType)) return m_nDriveType;
-
-  zuv::platform::VolumeInfo info;
-  if (zuv::platform::GetVolumeInfo(volume, &info) != kNoErr) return kZuvDriveFixed;
-  if (IsOpticalDisk(&info.root)) {
-    m_nDriveType = kZuvDriveOptical;
-  } else if (IsNetworkCheck(info.root)) {
-    m_nDriveType = kZuvDriveNetwork;
-  } else if (IsEjectable(info.root)) {
-    const bool locked = (info.flags & (zuv::platform::kVolumeHardwareLocked |
-                                       zuv::platform::kVolumeSoftwareLocked)) != 0;
-    m_nDriveType = locked ? kZuvDriveRemovableLocked : kZuvDriveRemovable;
-  } else {
-    m_nDriveType = kZuvDriveFixed;
-  }
-  ZuvRememberDriveType(volume, m_nDriveType);
-  return m_nDriveType;
 }
 
 bool IsOpticalDisk(const FSRef* root) {
@@ -120,14 +83,10 @@ bool VolumeIsOnPCCardByBSDName(char* name) {
   return !entry.empty() && FindVolumeOnPCCard(entry);
 }
 
-// The walk goes from the device towards the root of the device tree, one parent folder at a time.
 bool FindVolumeOnPCCard(const std::string& entry) {
-  for (std::string device = entry; device.size() > kDeviceTreeTop.size() &&
-                                   device.compare(0, kDeviceTreeTop.size(), kDeviceTreeTop) == 0;
-       device.erase(device.rfind('/'))) {
-    if (SocketTypeIsPCCard(device) || DriverWasRoutedThroughPCCardBridge(device)) return true;
-  }
-  return false;
+  return zuv::platform::DeviceOrParentMatches(entry, [](const std::string& device) {
+    return SocketTypeIsPCCard(device) || DriverWasRoutedThroughPCCardBridge(device);
+  });
 }
 
 bool DriverWasRoutedThroughPCCardBridge(const std::string& entry) {

@@ -1,8 +1,9 @@
 // What kind of medium a volume is (fixed disk, CD/DVD, network, removable, removable and
 // write-protected) and whether it is nearly full. CZuvFileHandle::GetDriveType classifies an item's
-// volume once per process and remembers the answer in g_mapDriveType. The medium is read from the
-// mount table and from the kernel's device tree (sysfs): a "registry entry" below is a sysfs device
-// path such as "/sys/devices/pci0000:00/0000:00:14.0/usb1/1-2/1-2:1.0/host6/target6:0:0/6:0:0:0".
+// volume once per process and remembers the answer (ZuvLookUpDriveType). The medium is read from
+// the mount table and from the kernel's device tree (sysfs): a "registry entry" below is a sysfs
+// device path such as
+// "/sys/devices/pci0000:00/0000:00:14.0/usb1/1-2/1-2:1.0/host6/target6:0:0/6:0:0:0".
 #pragma once
 
 #include <cstdint>
@@ -25,8 +26,8 @@ inline constexpr uint32_t kZuvDriveNetwork = 2048;
 /// Ejectable, and its device or its mount is read-only.
 inline constexpr uint32_t kZuvDriveRemovableLocked = 4096;
 
-/// The drive type remembered for a volume (g_mapDriveType, which is never emptied) into *type;
-/// false when the volume was never classified. Safe to call from any thread.
+/// The drive type remembered for a volume into *type; false when the volume was never classified.
+/// A remembered type is kept for the life of the process. Safe to call from any thread.
 ZUV_EXPORT bool ZuvLookUpDriveType(int16_t volume, uint32_t* type);
 /// Remembers (or replaces) the drive type of a volume. Safe to call from any thread.
 ZUV_EXPORT void ZuvRememberDriveType(int16_t volume, uint32_t type);

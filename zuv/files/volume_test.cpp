@@ -232,3 +232,34 @@ TEST(VolumeSeamTest, CardWalkClimbsTheDeviceTree) {
 }
 
 }  // namespace
+
+// The volumes of a medium class, from fake mounts: the scratch folder stands for a USB stick.
+TEST_F(VolumeTest, VolumePathsOfAMediumClass) {
+  const std::string usb = "/sys/devices/pci0000:00/0000:00:14.0/usb1/1-2";
+  const std::string usbHost = usb + "/1-2:1.0/host6/target6:0:0/6:0:0:0";
+  const std::string sata = "/sys/devices/pci0000:00/0000:00:17.0/ata1/host0/target0:0:0/0:0:0:0";
+  FakeMachineFacts facts;
+  facts.mounts = {
+      {1, "/", "/", "ext4", "/dev/sda1", false},
+      {2, "/", scratch.Path(), "vfat", "/dev/sdc1", false},
+      {3, "/", "/media/whole", "exfat", "/dev/sdd", false},
+      {4, "/", "/media/disc", "iso9660", "/dev/sr0", true},
+      {5, "/", "/tmp", "tmpfs", "tmpfs", false},
+  };
+  facts.blockDevices["sda1"].entry = sata + "/block/sda/sda1";
+  facts.blockDevices["sdc1"].entry = usbHost + "/block/sdc/sdc1";
+  facts.blockDevices["sdd"].entry = usbHost + "/block/sdd";
+  facts.blockDevices["sr0"] = {sata + "/block/sr0", true, true, true};
+  facts.subsystems = {{usb, "usb"}, {usbHost, "scsi"}, {sata, "scsi"}};
+  const ScopedReplacement<MachineFacts> scope(&facts);
+
+  using ZuvFileHandlePrivate::IOCopyVolumePaths;
+  using Paths = std::vector<std::string>;
+  EXPECT_EQ(IOCopyVolumePaths("IOUSBMassStorageClass"), (Paths{scratch.Path(), "/media/whole"}));
+  EXPECT_EQ(IOCopyVolumePaths("IOCDMedia"), Paths{"/media/disc"});
+  EXPECT_EQ(IOCopyVolumePaths("IOFireWireSBP2LUN"), Paths{});
+  EXPECT_EQ(IOCopyVolumePaths(nullptr), Paths{});
+  const FSRef stick = RefOf(scratch.Path());
+  EXPECT_TRUE(ZuvFileHandlePrivate::FSIsIOClass(&stick, "IOUSBMassStorageClass"));
+  EXPECT_FALSE(ZuvFileHandlePrivate::FSIsIOClass(&stick, "IOCDMedia"));
+}

@@ -1,7 +1,9 @@
 #include "zuv/paths/file_path.h"
 
 #include <string>
+#include <string_view>
 
+#include "zuv/paths/internal/path_text.h"
 #include "zuv/platform/catalog.h"
 
 namespace {
@@ -59,13 +61,14 @@ ZuvResult CZuvFilePath::GetFSRef(FSRef* out) const {
 
 ZuvResult CZuvFilePath::GetParent(CZuvFilePath* parent) const {
   if (m_strPath.IsEmpty()) return kZuvErrEmptyPath;
-  std::string path = m_strPath.GetPtrUtf8();
+  const char* utf8 = m_strPath.GetPtrUtf8();  // null when memory ran out making the form
+  if (utf8 == nullptr || *utf8 == '\0') return kZuvErrNotFound;
+  std::string_view path = utf8;
   if (path == "/") return kZuvErrFileSystem;
-  if (path.empty()) return kZuvErrNotFound;
-  if (path.back() == '/') path.pop_back();
-  const size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return kZuvErrFileSystem;
-  const CZuvStringData parentPath(ZuvCharUtf8(slash == 0 ? "/" : path.substr(0, slash).c_str()));
+  if (path.back() == '/') path.remove_suffix(1);  // one "/" only: "/a//" has the parent "/a"
+  const std::string folder(zuv::paths_internal::FolderOf(path));
+  if (folder.empty()) return kZuvErrFileSystem;  // a single name
+  const CZuvStringData parentPath(ZuvCharUtf8(folder.c_str()));
   return parent->Initialize(&parentPath);
 }
 

@@ -39,7 +39,8 @@ class ZUV_EXPORT CZuvFilePath {
   /// Initialises *parent with the folder holding this path ("/a/b/" and "/a/b" give "/a", "/a"
   /// gives "/") and returns its Initialize result: kZuvErrFileSystem also when the parent folder
   /// does not exist. kZuvErrEmptyPath for an empty path, kZuvErrFileSystem for "/" and for a single
-  /// name, kZuvErrNotFound for an empty text; *parent is then untouched.
+  /// name, kZuvErrNotFound when the path has no UTF-8 form (memory ran out making it); *parent is
+  /// then untouched.
   ZuvResult GetParent(CZuvFilePath* parent) const;
 
  protected:

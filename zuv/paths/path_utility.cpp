@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "zuv/paths/internal/path_text.h"
 #include "zuv/strings/string_ops.h"
 
 namespace {
@@ -54,7 +55,7 @@ CZuvStringData ReplaceByte(const CZuvStringData& text, char from, char to) {
 // last ".", provided that "." is not the component's first character: ".hidden" is a name without
 // extension and stays whole, while "a/b." has an empty extension and gives "a/b".
 std::string_view DeletingPathExtension(std::string_view path) {
-  while (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
+  path = zuv::paths_internal::WithoutTrailingSlashes(path);
   const size_t componentStart = path.rfind('/') + 1;  // 0 when there is no "/"
   const size_t dot = path.rfind('.');
   if (dot != std::string_view::npos && dot > componentStart) path = path.substr(0, dot);

@@ -15,7 +15,8 @@ class Trash {
   virtual ~Trash() = default;
   /// Moves each named item of the absolute `folder` to the trash of its volume, trying every name.
   /// True when every name was trashed; an empty name is skipped, and a name that is not one item
-  /// of the folder ("." or "..", or one holding "/") is not trashed. May be called from any thread.
+  /// of the folder ("." or "..", or one holding "/" or U+0000) is not trashed. May be called from
+  /// any thread.
   virtual bool Recycle(const std::string& folder, const std::vector<std::string>& names) = 0;
 };
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "zuv/files/internal/file_text.h"
+#include "zuv/paths/internal/path_text.h"
 #include "zuv/platform/text.h"
 #include "zuv/platform/trash.h"
 
@@ -24,7 +25,7 @@ struct FolderAndName {
 std::optional<FolderAndName> FolderAndNameOf(const CZuvFilePath& path) {
   std::string text = zuv::files_internal::FullPathOf(path);
   if (text.empty() || !zuv::platform::IsWellFormedUtf8(text)) return std::nullopt;
-  while (text.size() > 1 && text.back() == '/') text.pop_back();
+  text = std::string(zuv::paths_internal::WithoutTrailingSlashes(text));
   if (text == "/") return FolderAndName{"/", "/"};
   const size_t slash = text.rfind('/');
   if (slash == std::string::npos) return FolderAndName{"", std::move(text)};

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "zuv/paths/file_path.h"
+#include "zuv/paths/internal/path_text.h"
 #include "zuv/strings/string_data.h"
 
 namespace zuv::files_internal {
@@ -32,8 +33,8 @@ inline std::string FullPathOf(const CZuvFilePath& path) {
 /// the link before it leads to. An empty path is not one of them.
 inline bool HasNoOwnName(std::string_view path) {
   if (path.empty()) return false;
-  while (!path.empty() && path.back() == '/') path.remove_suffix(1);
-  const std::string_view leaf = path.substr(path.rfind('/') + 1);  // npos + 1: the whole path
+  const std::string_view leaf =
+      zuv::paths_internal::LastComponent(zuv::paths_internal::WithoutTrailingSlashes(path));
   return leaf.empty() || leaf == "." || leaf == "..";
 }
 

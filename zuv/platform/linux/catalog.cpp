@@ -3,11 +3,9 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <linux/fs.h>
-#include <memory>
 #include <string_view>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -15,13 +13,20 @@
 #include <unicode/utf8.h>
 #include <unistd.h>
 
+#include "zuv/paths/internal/path_text.h"
+#include "zuv/platform/linux/real_path.h"
 #include "zuv/platform/linux/status.h"
 #include "zuv/platform/linux/volume_numbers.h"
 
 namespace zuv::platform {
 namespace {
 
+using detail::RealPath;
 using detail::StatusFromErrno;
+using paths_internal::FolderOf;
+using paths_internal::JoinPath;
+using paths_internal::LastComponent;
+using paths_internal::WithoutTrailingSlashes;
 
 // Seconds from 1904-01-01 (the catalog's epoch) to 1970-01-01.
 constexpr int64_t kUnixEpochIn1904 = 2082844800;
@@ -41,10 +46,9 @@ timespec ToTimespec(const UTCDateTime& date) {
                   static_cast<long>((date.fraction * kNanosPerSecond + 0xFFFF) >> 16)};
 }
 
-// The text after the last "/" (all of a path without one); "/" for the root.
-std::string_view LastComponent(const std::string& path) {
-  if (path == "/") return path;
-  return std::string_view(path).substr(path.rfind('/') + 1);
+// An item's stored name: the last component of its canonical path, "/" for the root.
+std::string_view NameOf(const std::string& path) {
+  return path == "/" ? std::string_view(path) : LastComponent(path);
 }
 
 bool EndsWithNoCase(std::string_view text, std::string_view suffix) {
@@ -76,16 +80,6 @@ std::u16string DecodeName(std::string_view bytes) {
     }
   }
   return units;
-}
-
-struct FreeDeleter {
-  void operator()(char* p) const { std::free(p); }
-};
-
-// The canonical form of a path that names an existing folder; empty (errno set) when it does not.
-std::string RealPath(const std::string& path) {
-  const std::unique_ptr<char, FreeDeleter> resolved(realpath(path.c_str(), nullptr));
-  return resolved ? std::string(resolved.get()) : std::string();
 }
 
 // Reads the item behind the reference, and checks that it is still the same item.
@@ -169,7 +163,7 @@ void FillCatalogInfo(const struct statx& sx, std::string_view leaf, FSCatalogInf
 // regular file AppRun (often a link to the program, so it is followed).
 bool IsBundleFolder(const std::string& path) {
   struct stat st;
-  if (EndsWithNoCase(LastComponent(path), ".app") && stat((path + "/Contents").c_str(), &st) == 0 &&
+  if (EndsWithNoCase(NameOf(path), ".app") && stat((path + "/Contents").c_str(), &st) == 0 &&
       S_ISDIR(st.st_mode)) {
     return true;
   }
@@ -181,25 +175,18 @@ bool IsBundleFolder(const std::string& path) {
 
 OSStatus MakeRef(const std::string& path, FSRef* ref) {
   if (path.empty()) return kErrFileNotFound;
-  std::string trimmed = path;
-  while (trimmed.size() > 1 && trimmed.back() == '/') trimmed.pop_back();
-  const size_t slash = trimmed.rfind('/');
+  const std::string_view trimmed = WithoutTrailingSlashes(path);
   const std::string_view leaf = LastComponent(trimmed);
 
   // The parent folder is resolved and the last component kept, so that a symbolic link names
   // itself; "." and ".." have no name of their own and are resolved whole.
   std::string canonical;
   if (trimmed == "/" || leaf == "." || leaf == "..") {
-    canonical = RealPath(trimmed);
+    canonical = RealPath(std::string(trimmed));
   } else {
-    const std::string parent = slash == std::string::npos ? std::string(".")
-                               : slash == 0               ? std::string("/")
-                                                          : trimmed.substr(0, slash);
-    canonical = RealPath(parent);
-    if (!canonical.empty()) {
-      if (canonical != "/") canonical += '/';
-      canonical += leaf;
-    }
+    const std::string_view folder = FolderOf(trimmed);
+    canonical = RealPath(folder.empty() ? std::string(".") : std::string(folder));
+    if (!canonical.empty()) canonical = JoinPath(canonical, leaf);
   }
   if (canonical.empty()) return StatusFromErrno(errno);
 
@@ -226,7 +213,7 @@ OSStatus GetCatalogInfo(const FSRef& ref, FSCatalogInfoBitmap which, FSCatalogIn
                         HFSUniStr255* name) {
   struct statx sx;
   if (const OSStatus status = StatRef(ref, &sx); status != kNoErr) return status;
-  FillCatalogInfo(sx, LastComponent(ref.path), which, info, name);
+  FillCatalogInfo(sx, NameOf(ref.path), which, info, name);
   return kNoErr;
 }
 
@@ -234,9 +221,8 @@ OSStatus GetCatalogInfo(const FSRef& ref, FSCatalogInfoBitmap which, FSCatalogIn
 // the end, relative, or the root) go by a reference, which resolves them.
 OSStatus GetCatalogInfoAtPath(const char* path, FSCatalogInfoBitmap which, FSCatalogInfo* info,
                               HFSUniStr255* name, ItemFacts* facts) {
-  std::string_view trimmed = path;
-  while (trimmed.size() > 1 && trimmed.back() == '/') trimmed.remove_suffix(1);
-  const std::string_view leaf = trimmed.substr(trimmed.rfind('/') + 1);
+  const std::string_view trimmed = WithoutTrailingSlashes(path);
+  const std::string_view leaf = LastComponent(trimmed);
   if (trimmed.size() < 2 || trimmed.front() != '/' || leaf == "." || leaf == "..") {
     FSRef ref;
     if (const OSStatus status = MakeRef(path, &ref); status != kNoErr) return status;
@@ -287,6 +273,6 @@ bool IsAliasFile(const FSRef& ref) {
   return lstat(ref.path.c_str(), &st) == 0 && S_ISLNK(st.st_mode);
 }
 
-std::u16string DisplayName(const FSRef& ref) { return DecodeName(LastComponent(ref.path)); }
+std::u16string DisplayName(const FSRef& ref) { return DecodeName(NameOf(ref.path)); }
 
 }  // namespace zuv::platform

@@ -1,6 +1,5 @@
 #include "zuv/platform/machine_facts.h"
 
-#include <cstdlib>
 #include <fstream>
 #include <libmount/libmount.h>
 #include <memory>
@@ -9,18 +8,17 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include "zuv/paths/internal/path_text.h"
+#include "zuv/platform/linux/real_path.h"
+
 namespace zuv::platform {
 namespace {
 
+using detail::RealPath;
+using paths_internal::FolderOf;
+using paths_internal::LastComponent;
+
 constexpr uint32_t kLinuxSystemVersion = 0x1068;
-
-std::string Canonical(const std::string& path) {
-  const std::unique_ptr<char, decltype(&std::free)> resolved(realpath(path.c_str(), nullptr),
-                                                             &std::free);
-  return resolved ? std::string(resolved.get()) : std::string();
-}
-
-std::string BaseName(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
 // The first line of a small sysfs attribute file; empty when it cannot be read.
 std::string ReadAttribute(const std::string& path) {
@@ -63,24 +61,24 @@ class LinuxMachineFacts final : public MachineFacts {
   // anonymous device numbers) by the device node it is mounted from.
   std::string BlockDeviceOf(const MountEntry& mount) override {
     if (major(mount.device) != 0) {
-      const std::string path = Canonical("/sys/dev/block/" + std::to_string(major(mount.device)) +
-                                         ":" + std::to_string(minor(mount.device)));
-      if (!path.empty()) return BaseName(path);
+      const std::string path = RealPath("/sys/dev/block/" + std::to_string(major(mount.device)) +
+                                        ":" + std::to_string(minor(mount.device)));
+      if (!path.empty()) return std::string(LastComponent(path));
     }
     if (mount.source.rfind("/dev/", 0) != 0) return "";
-    const std::string node = Canonical(mount.source);
+    const std::string node = RealPath(mount.source);
     struct stat st;
     if (node.empty() || stat(node.c_str(), &st) != 0 || !S_ISBLK(st.st_mode)) return "";
-    return BaseName(node);
+    return std::string(LastComponent(node));
   }
 
   // A partition's removable and optical facts are those of its disk, the folder above it.
   bool ReadBlockDevice(const std::string& name, BlockDevice* device) override {
     if (name.empty() || name.find('/') != std::string::npos) return false;
-    const std::string entry = Canonical("/sys/class/block/" + name);
+    const std::string entry = RealPath("/sys/class/block/" + name);
     if (entry.empty()) return false;
     const bool isPartition = access((entry + "/partition").c_str(), F_OK) == 0;
-    const std::string disk = isPartition ? entry.substr(0, entry.rfind('/')) : entry;
+    const std::string disk = isPartition ? std::string(FolderOf(entry)) : entry;
     device->entry = entry;
     device->optical = ReadAttribute(disk + "/device/type") == "5";
     device->removable = ReadAttribute(disk + "/removable") == "1";
@@ -89,8 +87,8 @@ class LinuxMachineFacts final : public MachineFacts {
   }
 
   std::string DeviceSubsystem(const std::string& entry) override {
-    const std::string subsystem = Canonical(entry + "/subsystem");
-    return subsystem.empty() ? subsystem : BaseName(subsystem);
+    const std::string subsystem = RealPath(entry + "/subsystem");
+    return std::string(LastComponent(subsystem));
   }
 
   bool ReadFreeBytes(const std::string& path, uint64_t* bytes) override {

@@ -2,12 +2,10 @@
 
 #include <gio/gio.h>
 
+#include "zuv/paths/internal/path_text.h"
+
 namespace zuv::platform {
 namespace {
-
-bool IsItemName(const std::string& name) {
-  return name != "." && name != ".." && name.find('/') == std::string::npos;
-}
 
 // The freedesktop.org trash through GIO: the home trash ($XDG_DATA_HOME/Trash) for items on the
 // device of $HOME, else the volume's own .Trash-$uid. GIO refuses volumes it counts as internal
@@ -18,11 +16,13 @@ class GioTrash final : public Trash {
  public:
   bool Recycle(const std::string& folder, const std::vector<std::string>& names) override {
     if (folder.empty() || folder.front() != '/') return false;
-    const std::string prefix = folder.back() == '/' ? folder : folder + "/";
     bool all = true;
     for (const std::string& name : names) {
       if (name.empty()) continue;
-      if (!IsItemName(name) || !TrashItem(prefix + name)) all = false;
+      if (!paths_internal::IsOneComponent(name) ||
+          !TrashItem(paths_internal::JoinPath(folder, name))) {
+        all = false;
+      }
     }
     return all;
   }

@@ -11,6 +11,9 @@
 namespace zuv::platform {
 namespace {
 
+// The top of the device tree; the walk towards the root of a device ends below it.
+constexpr std::string_view kDeviceTreeTop = "/sys/devices/";
+
 constexpr std::array<std::string_view, 16> kNetworkFileSystems = {
     "nfs",        "nfs4",        "cifs",        "smb3",      "smbfs",  "ncpfs",
     "afs",        "9p",          "ceph",        "glusterfs", "lustre", "davfs",
@@ -58,6 +61,16 @@ bool IsOpticalMedium(const MountEntry& mount) {
          (ReadMountDevice(mount, &name, &device) && device.optical);
 }
 
+// A disk of a USB mass-storage device, a partition of one included, sits below the USB device.
+bool IsUsbMassStorage(const MountEntry& mount) {
+  std::string name;
+  BlockDevice device;
+  return ReadMountDevice(mount, &name, &device) &&
+         DeviceOrParentMatches(device.entry, [](const std::string& entry) {
+           return Replaceable<MachineFacts>::Current().DeviceSubsystem(entry) == "usb";
+         });
+}
+
 }  // namespace
 
 OSStatus GetVolumeInfo(int16_t volume, VolumeInfo* info) {
@@ -85,14 +98,19 @@ OSStatus GetVolumeParms(int16_t volume, VolumeParms* parms) {
 
 std::vector<std::string> MediaMountPoints(const char* deviceClass) {
   std::vector<std::string> mountPoints;
+  if (deviceClass == nullptr) return mountPoints;
+  bool (*isOfClass)(const MountEntry&) = nullptr;
+  if (std::strcmp(deviceClass, "IOCDMedia") == 0 || std::strcmp(deviceClass, "IODVDMedia") == 0) {
+    isOfClass = IsOpticalMedium;
+  } else if (std::strcmp(deviceClass, "IOUSBMassStorageClass") == 0) {
+    isOfClass = IsUsbMassStorage;
+  }
   std::vector<MountEntry> mounts;
-  if (deviceClass == nullptr ||
-      (std::strcmp(deviceClass, "IOCDMedia") != 0 && std::strcmp(deviceClass, "IODVDMedia") != 0) ||
-      !Replaceable<MachineFacts>::Current().ReadMounts(&mounts)) {
+  if (isOfClass == nullptr || !Replaceable<MachineFacts>::Current().ReadMounts(&mounts)) {
     return mountPoints;
   }
   for (const MountEntry& mount : mounts) {
-    if (IsOpticalMedium(mount)) mountPoints.push_back(mount.mountPoint);
+    if (isOfClass(mount)) mountPoints.push_back(mount.mountPoint);
   }
   return mountPoints;
 }
@@ -101,6 +119,16 @@ std::string BlockDeviceEntry(const std::string& name) {
   BlockDevice device;
   return Replaceable<MachineFacts>::Current().ReadBlockDevice(name, &device) ? device.entry
                                                                              : std::string();
+}
+
+bool DeviceOrParentMatches(const std::string& entry,
+                           const std::function<bool(const std::string& device)>& test) {
+  for (std::string device = entry; device.size() > kDeviceTreeTop.size() &&
+                                   device.compare(0, kDeviceTreeTop.size(), kDeviceTreeTop) == 0;
+       device.erase(device.rfind('/'))) {
+    if (test(device)) return true;
+  }
+  return false;
 }
 
 OSStatus GetFreeBytes(const FSRef& ref, uint64_t* bytes) {
