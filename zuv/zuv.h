@@ -20,5 +20,6 @@
 #include "zuv/strings/utf8_utility.h"
 #include "zuv/time/time.h"
 #include "zuv/transfer/copy_move.h"
+#include "zuv/transfer/path_operation.h"
 #include "zuv/transfer/result.h"
 #include "zuv/transfer/trash.h"

@@ -56,6 +56,9 @@ OSStatus GetParentAndName(const FSRef& item, FSRef* parent, std::u16string* name
 /// dates and the Finder information.
 FSCatalogInfoBitmap ExchangedCatalogFields();
 
+/// Removes the item `name` of the open folder `folder` (AT_FDCWD: a path) as FileSystem::RemoveTree
+/// removes a path, so that a walk by descriptor can remove what it made without naming it by path.
+bool RemoveTreeAt(int folder, const std::string& name);
 /// The per-user scratch folder, $TMPDIR/zuv-UID ($TMPDIR unset, empty or relative: /tmp), made
 /// with mode 0700 when missing and `create` is set; its path has $TMPDIR's links resolved.
 /// kErrFileNotFound when missing and not created; kErrAccessDenied when what is there is a

@@ -44,13 +44,13 @@ std::optional<TreeLevel> OpenTreeLevel(int at, const char* name) {
   return TreeLevel{stream, st.st_dev, st.st_ino, name, {}};
 }
 
-// Empties the folder at `path` bottom up, never following a symbolic link: unlinkat removes a link
-// itself, and a folder is entered by openat with O_NOFOLLOW. A folder opened again from below must
-// be the one that was left, else the walk stops there, as the tree has been moved meanwhile. True
-// when everything in it went.
-bool EmptyTree(const std::string& path) {
+// Empties the folder `folder` of the folder `at` bottom up, never following a symbolic link:
+// unlinkat removes a link itself, and a folder is entered by openat with O_NOFOLLOW. A folder
+// opened again from below must be the one that was left, else the walk stops there, as the tree has
+// been moved meanwhile. True when everything in it went.
+bool EmptyTree(int at, const std::string& folder) {
   std::vector<TreeLevel> levels;
-  if (std::optional<TreeLevel> top = OpenTreeLevel(AT_FDCWD, path.c_str())) {
+  if (std::optional<TreeLevel> top = OpenTreeLevel(at, folder.c_str())) {
     levels.push_back(std::move(*top));
   } else {
     return false;
@@ -121,12 +121,19 @@ OSStatus LinuxFileSystem::Unlink(const std::string& path) {
 
 // A trailing "/" would make the system follow a symbolic link named last, so it is dropped.
 bool LinuxFileSystem::RemoveTree(const std::string& path) {
-  const std::string item(paths_internal::WithoutTrailingSlashes(path));
-  struct stat st;
-  if (lstat(item.c_str(), &st) != 0) return false;
-  if (!S_ISDIR(st.st_mode)) return unlink(item.c_str()) == 0;
-  const bool emptied = EmptyTree(item);
-  return rmdir(item.c_str()) == 0 && emptied;
+  return RemoveTreeAt(AT_FDCWD, std::string(paths_internal::WithoutTrailingSlashes(path)));
 }
 
 }  // namespace zuv::platform::detail
+
+namespace zuv::platform {
+
+bool RemoveTreeAt(int folder, const std::string& name) {
+  struct stat st;
+  if (fstatat(folder, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) return false;
+  if (!S_ISDIR(st.st_mode)) return unlinkat(folder, name.c_str(), 0) == 0;
+  const bool emptied = detail::EmptyTree(folder, name);
+  return unlinkat(folder, name.c_str(), AT_REMOVEDIR) == 0 && emptied;
+}
+
+}  // namespace zuv::platform

@@ -1,0 +1,81 @@
+// One copy or one move of a file or folder tree, with the caller's progress callback called before
+// each item the walk makes, and a false answer of the callback stopping the walk there.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "zuv/export.h"
+#include "zuv/strings/string_data.h"
+#include "zuv/transfer/copy_move.h"
+#include "zuv/transfer/result.h"
+
+/// Copies the item at a source path, with everything in it, to a destination path where nothing
+/// is yet. One object runs one copy: create it, set the callback, call perform once, then release
+/// it. Used by one thread at a time; the callback is called on the thread that calls perform.
+class ZUV_EXPORT ZuvCopyPath {
+ public:
+  /// An object for copying `source` to `destination` (full paths); null when either is empty.
+  static std::unique_ptr<ZuvCopyPath> Create(const CZuvStringData& source,
+                                             const CZuvStringData& destination);
+  /// Sets the callback and the datum passed to each of its calls; a null callback reports nothing
+  /// and cannot cancel.
+  void setProgress(ZuvProgressProc progress, void* data);
+  /// Runs the copy. On system versions 0x1060 to 0x106F the callback is called before each item
+  /// is made, except the destination itself, and a failure gives kZuvErrAccessDenied; on any other
+  /// version it is not called during the copy and a failure gives the converted system error
+  /// (ConvertCocoaError). A false answer stops the copy and gives kZuvErrCanceled, with nothing at
+  /// the path it was asked about; what was copied before stays. Otherwise the callback, when set,
+  /// is called once more at the end, its answer ignored.
+  ZuvResult perform();
+  /// The walk's notice before it makes `path`: calls the callback, unless none is set or `path` is
+  /// the destination. False, when the callback answered false, stops the walk at `path`.
+  bool willProcessPath(const CZuvStringData& path);
+  /// Whether the walk goes on after an error: never.
+  bool shouldProceedAfterError() const;
+
+ private:
+  ZuvCopyPath(std::string source, std::string destination);
+  bool Notice(const std::string& path);
+
+  std::string m_source;
+  std::string m_destination;
+  ZuvProgressProc m_progress = nullptr;
+  void* m_progressData = nullptr;
+  std::string m_canceledPath;  // empty while not canceled
+};
+
+/// Moves the item at a source path, with everything in it, to a destination path where nothing is
+/// yet: renamed in place on one volume, else copied, made durable, and only then removed from the
+/// source. One object runs one move, as ZuvCopyPath runs one copy.
+class ZUV_EXPORT ZuvMovePath {
+ public:
+  /// An object for moving `source` to `destination` (full paths); null when either is empty.
+  static std::unique_ptr<ZuvMovePath> Create(const CZuvStringData& source,
+                                             const CZuvStringData& destination);
+  /// Sets the callback and the datum passed to each of its calls; a null callback reports nothing
+  /// and cannot cancel.
+  void setProgress(ZuvProgressProc progress, void* data);
+  /// Runs the move; a failure gives kZuvErrAccessDenied. The callback is called before each item
+  /// the move makes across volumes, except the destination itself; a rename on one volume makes
+  /// only the destination and so calls it during the move not at all. A false answer stops the
+  /// move and gives kZuvErrCanceled: the partial destination is removed and the source stays
+  /// whole. Otherwise the callback, when set, is called once more at the end, its answer ignored.
+  ZuvResult perform();
+  /// The walk's notice before it makes `path`: calls the callback, unless none is set, or `path`
+  /// begins with the source or is the destination. False, when the callback answered false, stops
+  /// the walk at `path`.
+  bool willProcessPath(const CZuvStringData& path);
+  /// Whether the walk goes on after an error: never.
+  bool shouldProceedAfterError() const;
+
+ private:
+  ZuvMovePath(std::string source, std::string destination);
+  bool Notice(const std::string& path);
+
+  std::string m_source;
+  std::string m_destination;
+  ZuvProgressProc m_progress = nullptr;
+  void* m_progressData = nullptr;
+  std::string m_canceledPath;  // empty while not canceled
+};
