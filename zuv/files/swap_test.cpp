@@ -57,11 +57,8 @@ Disk Swapped(Disk disk, const Pair& pair) {
 // The low 32 bits of the access dates' seconds of both files. An exchange by renames keeps the
 // catalog dates with the names.
 Dates AccessDates(const Pair& pair) {
-  FSCatalogInfo a = {};
-  FSCatalogInfo b = {};
-  zuv::platform::GetCatalogInfo(RefOf(pair.a), kFSCatInfoAccessDate, &a, nullptr);
-  zuv::platform::GetCatalogInfo(RefOf(pair.b), kFSCatInfoAccessDate, &b, nullptr);
-  return {a.accessDate.lowSeconds, b.accessDate.lowSeconds};
+  return {zuv::testing::CatalogOf(pair.a, kFSCatInfoAccessDate).accessDate.lowSeconds,
+          zuv::testing::CatalogOf(pair.b, kFSCatInfoAccessDate).accessDate.lowSeconds};
 }
 
 void MarkAccessDates(const Pair& pair) {

@@ -3,7 +3,6 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
-#include <optional>
 #include <set>
 #include <string>
 #include <thread>
@@ -12,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "zuv/files/internal/temp_counter.h"
+#include "zuv/platform/testing/scoped_environment.h"
 #include "zuv/platform/testing/scratch.h"
 #include "zuv/testing/files.h"
 
@@ -21,6 +21,7 @@ using zuv::files_internal::TempFileCounter;
 using zuv::platform::testing::IsRoot;
 using zuv::platform::testing::MakeDeepTree;
 using zuv::platform::testing::RunWithOpenFileLimit;
+using zuv::platform::testing::ScopedEnvironment;
 using zuv::platform::testing::ScratchFolder;
 using zuv::platform::testing::WriteFile;
 using zuv::testing::Names;
@@ -30,20 +31,6 @@ using zuv::testing::Text;
 using zuv::testing::Tree;
 using Strings = std::vector<std::string>;
 namespace fs = std::filesystem;
-
-// An environment variable set (or, for null, unset) for the length of a scope.
-struct ScopedEnvironment {
-  ScopedEnvironment(const char* name, const char* value) : m_name(name) {
-    if (const char* old = getenv(name)) m_previous = old;
-    Set(name, value);
-  }
-  ~ScopedEnvironment() { Set(m_name.c_str(), m_previous ? m_previous->c_str() : nullptr); }
-  static void Set(const char* name, const char* value) {
-    value != nullptr ? setenv(name, value, 1) : unsetenv(name);
-  }
-  std::string m_name;
-  std::optional<std::string> m_previous;
-};
 
 // Each test has its own TMPDIR, and no project when it ends.
 class TempFolderTest : public ::testing::Test {
@@ -220,7 +207,7 @@ TEST_F(TempFolderTest, AScratchFolderSwappedForALinkGetsNothing) {
     if (!BecomeUser(attacker, attacker)) return 126;
     const std::string bait = shared + "/bait";
     while (std::chrono::steady_clock::now() < end) {
-      renameat2(AT_FDCWD, base.c_str(), AT_FDCWD, bait.c_str(), RENAME_EXCHANGE);
+      zuv::platform::testing::ExchangeNames(base, bait);
       std::this_thread::sleep_for(std::chrono::microseconds(200));
     }
     return 0;

@@ -12,7 +12,6 @@
 
 #include "zuv/files/file_handle.h"
 #include "zuv/files/internal/process_caches.h"
-#include "zuv/platform/catalog.h"
 #include "zuv/platform/testing/machine_facts.h"
 #include "zuv/platform/testing/scoped_replacement.h"
 #include "zuv/platform/testing/scratch.h"
@@ -32,12 +31,6 @@ using zuv::platform::testing::WriteFile;
 using zuv::testing::PathOf;
 using zuv::testing::RefOf;
 using Mount = std::function<std::string(const std::string& name)>;
-
-int16_t VolumeOf(const std::string& path) {
-  FSCatalogInfo info = {};
-  zuv::platform::GetCatalogInfo(RefOf(path), kFSCatInfoVolume, &info, nullptr);
-  return info.volume;
-}
 
 // Each test classifies its volumes afresh: the device ids of unmounted file systems are handed out
 // again, and a drive type remembered for one would answer for the next.
@@ -92,7 +85,9 @@ TEST_F(VolumeTest, RealMountsAreClassifiedByTheirMedium) {
     EXPECT_EQ(ZuvIsWritable(item), c.writable);
     EXPECT_EQ(item.GetFileSize(), *c.item ? 10u : 0u);
     zuv::platform::VolumeInfo info;
-    ASSERT_EQ(zuv::platform::GetVolumeInfo(VolumeOf(point), &info), zuv::platform::kNoErr);
+    ASSERT_EQ(zuv::platform::GetVolumeInfo(zuv::testing::CatalogOf(point, kFSCatInfoVolume).volume,
+                                           &info),
+              zuv::platform::kNoErr);
     EXPECT_EQ(info.root.path, point);
     if (c.flags) {
       EXPECT_EQ(info.flags, *c.flags);

@@ -63,9 +63,8 @@ TEST_P(FileSystemContract, ItemsAreMadeWrittenMovedAndRemoved) {
   FSCatalogInfo info = {};
   info.accessDate = UTCDateTime{0, 3'100'000'000, 0};
   EXPECT_EQ(fileSystem.SetCatalogInfo(file, kFSCatInfoAccessDate, info), kNoErr);
-  info = {};
-  platform::GetCatalogInfo(file, kFSCatInfoAccessDate, &info, nullptr);
-  EXPECT_EQ(info.accessDate.lowSeconds, 3'100'000'000u);
+  EXPECT_EQ(zuv::testing::CatalogOf(file.path, kFSCatInfoAccessDate).accessDate.lowSeconds,
+            3'100'000'000u);
   EXPECT_EQ(fileSystem.DeleteResourceFork(file), platform::kErrForkNotFound);
 
   FSRef renamed;
