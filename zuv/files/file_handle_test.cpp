@@ -13,12 +13,8 @@
 
 namespace {
 
-using zuv::platform::testing::IsRoot;
-using zuv::platform::testing::RunAsNobody;
-using zuv::platform::testing::ScratchFolder;
-using zuv::platform::testing::WriteFile;
-using zuv::testing::PathOf;
-using zuv::testing::Text;
+using namespace zuv::platform::testing;
+using namespace zuv::testing;
 namespace fs = std::filesystem;
 
 TEST(FileHandleTest, ClassifiesItemsByKindAndName) {
@@ -168,7 +164,7 @@ TEST(FileHandleTest, IsEqualComparesPathsIgnoringCaseAndATrailingSlash) {
 TEST(FileHandleTest, WritableFollowsOwnerGroupAndOtherBitsForTheUser) {
   if (!IsRoot()) GTEST_SKIP() << "changing owners needs root";
   ScratchFolder scratch;
-  const auto nobody = zuv::platform::testing::FindNobody();
+  const auto nobody = FindNobody();
   const std::tuple<std::string, uid_t, gid_t, int, bool> cases[] = {
       {"root-755", 0, 0, 0755, false},
       {"root-777", 0, 0, 0777, true},

@@ -21,20 +21,8 @@
 namespace {
 
 using zuv::platform::OSStatus;
-using zuv::platform::testing::FaultyFileSystem;
-using zuv::platform::testing::IsRoot;
-using zuv::platform::testing::MakeDeepTree;
-using zuv::platform::testing::RunWithOpenFileLimit;
-using zuv::platform::testing::ScopedReplacement;
-using zuv::platform::testing::ScratchFolder;
-using zuv::platform::testing::WriteFile;
-using zuv::testing::Contents;
-using zuv::testing::IsLocked;
-using zuv::testing::Names;
-using zuv::testing::PathOf;
-using zuv::testing::PathText;
-using zuv::testing::Text;
-using zuv::testing::Tree;
+using namespace zuv::platform::testing;
+using namespace zuv::testing;
 using Strings = std::vector<std::string>;
 namespace fs = std::filesystem;
 namespace platform = zuv::platform;
@@ -220,7 +208,7 @@ TEST(FileOpsTest, TheRootAndTheWorkingFolderAreRefused) {
   const std::string jail = scratch / "jail";
   MakeAlbum(jail);
   const auto before = Tree(jail);
-  EXPECT_EQ(zuv::platform::testing::RunInChild([&] {
+  EXPECT_EQ(RunInChild([&] {
               if (chroot(jail.c_str()) != 0 || chdir("/album/import") != 0) return 126;
               return RefuseEach("",
                                 {"/", "//", "///", "/.", "/..", "/./", "//..//", ".", "..", "./",
@@ -293,7 +281,7 @@ TEST(FileOpsTest, DeleteFileWaitsWhileBusyOnlyOnOldSystems) {
     SCOPED_TRACE(c.what);
     ScratchFolder scratch;
     WriteFile(scratch / "file", "x");
-    zuv::platform::testing::FakeMachineFacts facts;
+    FakeMachineFacts facts;
     facts.systemVersion = c.systemVersion;
     ScopedReplacement<zuv::platform::MachineFacts> useFacts(&facts);
     FaultyFileSystem fileSystem;
@@ -359,7 +347,7 @@ TEST(FileOpsTest, ItemsOfAnotherUserAreRefused) {
   WriteFile(scratch / "a", "alpha");
   WriteFile(scratch / "b", "beta");
   fs::create_directories(scratch / "folder/inside");
-  const int failed = zuv::platform::testing::RunAsNobody([&] {
+  const int failed = RunAsNobody([&] {
     const CZuvFilePath a = PathOf(scratch / "a");
     const ZuvResult results[] = {
         ZuvDeleteFile(a),

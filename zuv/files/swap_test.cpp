@@ -17,15 +17,8 @@
 namespace {
 
 using zuv::platform::OSStatus;
-using zuv::platform::testing::FaultyFileSystem;
-using zuv::platform::testing::IsRoot;
-using zuv::platform::testing::ScopedReplacement;
-using zuv::platform::testing::ScratchFolder;
-using zuv::platform::testing::WriteFile;
-using zuv::testing::IsLocked;
-using zuv::testing::PathOf;
-using zuv::testing::RefOf;
-using zuv::testing::Tree;
+using namespace zuv::platform::testing;
+using namespace zuv::testing;
 namespace fs = std::filesystem;
 
 using Disk = std::map<std::string, std::string>;
@@ -58,11 +51,8 @@ Disk Swapped(Disk disk, const Pair& pair) {
 // The low 32 bits of the access dates' seconds of both files. An exchange by renames keeps the
 // catalog dates with the names.
 Dates AccessDates(const Pair& pair) {
-  FSCatalogInfo a = {};
-  FSCatalogInfo b = {};
-  zuv::platform::GetCatalogInfo(RefOf(pair.a), kFSCatInfoAccessDate, &a, nullptr);
-  zuv::platform::GetCatalogInfo(RefOf(pair.b), kFSCatInfoAccessDate, &b, nullptr);
-  return {a.accessDate.lowSeconds, b.accessDate.lowSeconds};
+  return {CatalogOf(pair.a, kFSCatInfoAccessDate).accessDate.lowSeconds,
+          CatalogOf(pair.b, kFSCatInfoAccessDate).accessDate.lowSeconds};
 }
 
 void MarkAccessDates(const Pair& pair) {

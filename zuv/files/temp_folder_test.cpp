@@ -3,7 +3,6 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
-#include <optional>
 #include <set>
 #include <string>
 #include <thread>
@@ -12,38 +11,17 @@
 #include <gtest/gtest.h>
 
 #include "zuv/files/internal/temp_counter.h"
+#include "zuv/platform/testing/scoped_environment.h"
 #include "zuv/platform/testing/scratch.h"
 #include "zuv/testing/files.h"
 
 namespace {
 
 using zuv::files_internal::TempFileCounter;
-using zuv::platform::testing::IsRoot;
-using zuv::platform::testing::MakeDeepTree;
-using zuv::platform::testing::RunWithOpenFileLimit;
-using zuv::platform::testing::ScratchFolder;
-using zuv::platform::testing::WriteFile;
-using zuv::testing::Names;
-using zuv::testing::PathOf;
-using zuv::testing::PathText;
-using zuv::testing::Text;
-using zuv::testing::Tree;
+using namespace zuv::platform::testing;
+using namespace zuv::testing;
 using Strings = std::vector<std::string>;
 namespace fs = std::filesystem;
-
-// An environment variable set (or, for null, unset) for the length of a scope.
-struct ScopedEnvironment {
-  ScopedEnvironment(const char* name, const char* value) : m_name(name) {
-    if (const char* old = getenv(name)) m_previous = old;
-    Set(name, value);
-  }
-  ~ScopedEnvironment() { Set(m_name.c_str(), m_previous ? m_previous->c_str() : nullptr); }
-  static void Set(const char* name, const char* value) {
-    value != nullptr ? setenv(name, value, 1) : unsetenv(name);
-  }
-  std::string m_name;
-  std::optional<std::string> m_previous;
-};
 
 // Each test has its own TMPDIR, and no project when it ends.
 class TempFolderTest : public ::testing::Test {
@@ -127,7 +105,7 @@ TEST_F(TempFolderTest, AnUnsafeScratchFolderOrProjectIsRefused) {
     uid_t owner;
     const char* project;
   };
-  const uid_t nobody = zuv::platform::testing::FindNobody().uid;
+  const uid_t nobody = FindNobody().uid;
   const Case cases[] = {
       {"a symbolic link to a folder", kLink, 0, 0, ""},
       {"another user's folder", kFolder, 0700, nobody, ""},
@@ -179,7 +157,7 @@ TEST_F(TempFolderTest, ATmpdirWhereOthersMayRenameIsRefused) {
       {"inside a folder open to others", 0755, false, 0757, false},
       {"inside a sticky folder open to others", 0755, false, 01777, true},
   };
-  const uid_t nobody = zuv::platform::testing::FindNobody().uid;
+  const uid_t nobody = FindNobody().uid;
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
     const std::string parent = m_scratch / c.what;
@@ -200,8 +178,7 @@ TEST_F(TempFolderTest, ATmpdirWhereOthersMayRenameIsRefused) {
 // and again, while the library makes temp files as a third user: nothing lands in their folder.
 TEST_F(TempFolderTest, AScratchFolderSwappedForALinkGetsNothing) {
   if (!IsRoot()) GTEST_SKIP() << "running as two other users needs root";
-  using zuv::platform::testing::BecomeUser;
-  const zuv::platform::testing::Nobody library = zuv::platform::testing::FindNobody();
+  const Nobody library = FindNobody();
   const uid_t attacker = 64999;
   const std::string shared = m_scratch / "shared";
   const std::string trap = m_scratch / "trap";
@@ -216,16 +193,16 @@ TEST_F(TempFolderTest, AScratchFolderSwappedForALinkGetsNothing) {
   ScopedEnvironment useTmpdir("TMPDIR", shared.c_str());
 
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-  const pid_t swapper = zuv::platform::testing::StartChild([&] {
+  const pid_t swapper = StartChild([&] {
     if (!BecomeUser(attacker, attacker)) return 126;
     const std::string bait = shared + "/bait";
     while (std::chrono::steady_clock::now() < end) {
-      renameat2(AT_FDCWD, base.c_str(), AT_FDCWD, bait.c_str(), RENAME_EXCHANGE);
+      ExchangeNames(base, bait);
       std::this_thread::sleep_for(std::chrono::microseconds(200));
     }
     return 0;
   });
-  const pid_t user = zuv::platform::testing::StartChild([&] {
+  const pid_t user = StartChild([&] {
     if (!BecomeUser(library.uid, library.gid)) return 126;
     ZuvSetProjectName(Text("Trip"));
     int made = 0;
@@ -234,8 +211,8 @@ TEST_F(TempFolderTest, AScratchFolderSwappedForALinkGetsNothing) {
     }
     return made == 0 ? 0 : 1;
   });
-  EXPECT_EQ(zuv::platform::testing::WaitForChild(swapper), 0);
-  EXPECT_EQ(zuv::platform::testing::WaitForChild(user), 0) << "the open TMPDIR is refused";
+  EXPECT_EQ(WaitForChild(swapper), 0);
+  EXPECT_EQ(WaitForChild(user), 0) << "the open TMPDIR is refused";
   EXPECT_EQ(Names(trap), Strings{});
 }
 
@@ -296,7 +273,7 @@ TEST_F(TempFolderTest, CreateTempFileTellsWhyItMadeNothing) {
   const std::string rootOnly = m_scratch / "root-only";
   fs::create_directory(rootOnly);
   const CZuvFilePath forbidden = PathOf(rootOnly);
-  EXPECT_EQ(zuv::platform::testing::RunAsNobody([&] {
+  EXPECT_EQ(RunAsNobody([&] {
               return ZuvCreateTempFile(&forbidden, nullptr) == kZuvErrAccessDenied ? 0 : 1;
             }),
             0);

@@ -49,18 +49,12 @@ TEST(ThreadTest, BeginThreadRunsTheObjectOnAnotherThread) {
   EXPECT_NE(std::this_thread::get_id(), runnable.runner);
 }
 
-TEST(ThreadTest, SleepLastsAtLeastTheTimeAsked) {
-  EXPECT_EQ(0, ZuvSleep(0));
-  const auto start = steady_clock::now();
-  EXPECT_EQ(0, ZuvSleep(20));
-  EXPECT_GE(steady_clock::now() - start, milliseconds(20));
-}
-
 TEST(EventTest, AWaitConsumesTheFlagsOfEverySetBeforeIt) {
   CZuvEvent event;
   const auto start = steady_clock::now();
   EXPECT_FALSE(event.WaitTime(20));
-  EXPECT_GE(steady_clock::now() - start, milliseconds(20));
+  EXPECT_EQ(0, ZuvSleep(20));
+  EXPECT_GE(steady_clock::now() - start, milliseconds(40));
   EXPECT_EQ(0, event.Set());
   EXPECT_TRUE(event.WaitTime(0));
   EXPECT_FALSE(event.WaitTime(0));

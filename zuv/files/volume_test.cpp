@@ -12,7 +12,6 @@
 
 #include "zuv/files/file_handle.h"
 #include "zuv/files/internal/process_caches.h"
-#include "zuv/platform/catalog.h"
 #include "zuv/platform/testing/machine_facts.h"
 #include "zuv/platform/testing/scoped_replacement.h"
 #include "zuv/platform/testing/scratch.h"
@@ -23,21 +22,9 @@ namespace {
 
 using zuv::platform::MachineFacts;
 using zuv::platform::MountEntry;
-using zuv::platform::testing::CountingMachineFacts;
-using zuv::platform::testing::FakeMachineFacts;
-using zuv::platform::testing::IsRoot;
-using zuv::platform::testing::ScopedReplacement;
-using zuv::platform::testing::ScratchFolder;
-using zuv::platform::testing::WriteFile;
-using zuv::testing::PathOf;
-using zuv::testing::RefOf;
+using namespace zuv::platform::testing;
+using namespace zuv::testing;
 using Mount = std::function<std::string(const std::string& name)>;
-
-int16_t VolumeOf(const std::string& path) {
-  FSCatalogInfo info = {};
-  zuv::platform::GetCatalogInfo(RefOf(path), kFSCatInfoVolume, &info, nullptr);
-  return info.volume;
-}
 
 // Each test classifies its volumes afresh: the device ids of unmounted file systems are handed out
 // again, and a drive type remembered for one would answer for the next.
@@ -51,10 +38,8 @@ class VolumeTest : public ::testing::Test {
 
 // A read-only mount of a fixed disk is still fixed; only the volume flags say that it is locked.
 TEST_F(VolumeTest, RealMountsAreClassifiedByTheirMedium) {
-  using zuv::platform::testing::HaveTool;
   if (!IsRoot()) GTEST_SKIP() << "mounting volumes needs root";
-  if (!HaveTool("xorriso") ||
-      !(zuv::platform::testing::KernelHasFileSystem("iso9660") || HaveTool("fuseiso"))) {
+  if (!HaveTool("xorriso") || !(KernelHasFileSystem("iso9660") || HaveTool("fuseiso"))) {
     GTEST_SKIP() << "making and mounting a disc image needs xorriso, and iso9660 or fuseiso";
   }
   std::filesystem::create_directory(scratch / "disc");
@@ -92,7 +77,8 @@ TEST_F(VolumeTest, RealMountsAreClassifiedByTheirMedium) {
     EXPECT_EQ(ZuvIsWritable(item), c.writable);
     EXPECT_EQ(item.GetFileSize(), *c.item ? 10u : 0u);
     zuv::platform::VolumeInfo info;
-    ASSERT_EQ(zuv::platform::GetVolumeInfo(VolumeOf(point), &info), zuv::platform::kNoErr);
+    ASSERT_EQ(zuv::platform::GetVolumeInfo(CatalogOf(point, kFSCatInfoVolume).volume, &info),
+              zuv::platform::kNoErr);
     EXPECT_EQ(info.root.path, point);
     if (c.flags) {
       EXPECT_EQ(info.flags, *c.flags);
@@ -141,8 +127,8 @@ TEST_F(VolumeTest, DeviceFactsDecideTheDriveType) {
     zuv::files_internal::ForgetDriveTypes();
     const std::string& point = scratch.Path();
     FakeMachineFacts facts;
-    facts.mounts = {MountEntry{zuv::platform::testing::DeviceOf(point), "/", point, c.fsType,
-                               "/dev/x", (c.flags & kMountedReadOnly) != 0}};
+    facts.mounts = {MountEntry{DeviceOf(point), "/", point, c.fsType, "/dev/x",
+                               (c.flags & kMountedReadOnly) != 0}};
     if (!c.entry.empty()) {
       facts.blockDevices["x"] = {c.entry, (c.flags & kOptical) != 0, (c.flags & kRemovable) != 0,
                                  (c.flags & kReadOnly) != 0};

@@ -7,23 +7,13 @@
 
 #include "zuv/platform/catalog.h"
 #include "zuv/platform/testing/scratch.h"
+#include "zuv/testing/files.h"
 
 namespace {
 
 using zuv::platform::testing::ScratchFolder;
-
-CZuvFilePath PathOf(const std::string& text) {
-  CZuvFilePath path;
-  const CZuvStringData string{ZuvCharUtf8(text.c_str())};
-  path.Initialize(&string);
-  return path;
-}
-
-std::string TextOf(const CZuvFilePath& path) {
-  CZuvStringData text;
-  path.GetFullPath(&text);
-  return text.GetPtrUtf8();
-}
+using zuv::testing::PathOf;
+using zuv::testing::PathText;
 
 TEST(FilePathTest, GetParentClimbsOneFolderAndReportsWhetherItExists) {
   ScratchFolder scratch;
@@ -43,17 +33,17 @@ TEST(FilePathTest, GetParentClimbsOneFolderAndReportsWhetherItExists) {
     SCOPED_TRACE(c.path);
     CZuvFilePath parent = PathOf("-");
     EXPECT_EQ(PathOf(c.path).GetParent(&parent), c.result);
-    EXPECT_EQ(TextOf(parent), c.parent);
+    EXPECT_EQ(PathText(parent), c.parent);
   }
 }
 
 TEST(FilePathTest, IsEmptyAlsoForAPathThatNamesNothing) {
   CZuvFilePath path;
   EXPECT_TRUE(path.IsEmpty());
-  const CZuvStringData missing{ZuvCharUtf8("/no/such/item")};
+  const CZuvStringData missing = zuv::testing::Text("/no/such/item");
   EXPECT_EQ(kZuvErrFileSystem, path.Initialize(&missing));
   EXPECT_TRUE(path.IsEmpty());
-  EXPECT_EQ("/no/such/item", TextOf(path));  // kept for an item yet to be made
+  EXPECT_EQ("/no/such/item", PathText(path));  // kept for an item yet to be made
   FSRef ref;
   EXPECT_EQ(kZuvErrNotFound, path.GetFSRef(&ref));
   EXPECT_FALSE(PathOf("/").IsEmpty());
@@ -70,11 +60,11 @@ TEST(FilePathTest, AssignmentGoesThroughTheVirtualInitialize) {
   } path;
   path = PathOf("/tmp");
   EXPECT_EQ(1, path.calls);
-  EXPECT_EQ("/tmp", TextOf(path));
+  EXPECT_EQ("/tmp", PathText(path));
   CZuvFilePath& self = path;
   path = self;  // does nothing
   EXPECT_EQ(1, path.calls);
-  EXPECT_EQ("/tmp", TextOf(path));
+  EXPECT_EQ("/tmp", PathText(path));
 }
 
 // Folders nested until the full path takes `length` bytes, its terminator not counted.
@@ -101,7 +91,7 @@ TEST(FilePathTest, ReferenceToPathFitsIn2048BytesWithTheTerminator) {
     EXPECT_EQ(fits ? deep : "untouched", text.GetPtrUtf8());
     CZuvFilePath path = PathOf("/tmp");
     EXPECT_EQ(fits ? kZuvSuccess : kZuvErrFileSystem, path.Initialize(&ref));
-    EXPECT_EQ(fits ? deep : "", TextOf(path));
+    EXPECT_EQ(fits ? deep : "", PathText(path));
   }
 }
 

@@ -7,20 +7,15 @@
 #include <gtest/gtest.h>
 
 #include "zuv/platform/testing/scratch.h"
+#include "zuv/testing/files.h"
 
 namespace {
 
-CZuvStringData Str(const std::string& text) { return CZuvStringData(ZuvCharUtf8(text.c_str())); }
-std::string Text(const CZuvStringData& text) { return text.GetPtrUtf8(); }
+using zuv::testing::PathOf;
+using zuv::testing::Text;
 
-CZuvFilePath PathObject(const std::string& text) {
-  CZuvFilePath path;
-  const CZuvStringData full = Str(text);
-  path.Initialize(&full);
-  return path;
-}
-
-CZuvFileHandle Handle(const std::string& text) { return CZuvFileHandle(PathObject(text)); }
+std::string Utf8(const CZuvStringData& text) { return text.GetPtrUtf8(); }
+CZuvFileHandle Handle(const std::string& text) { return CZuvFileHandle(PathOf(text)); }
 
 TEST(PathUtilityTest, AddAndRemoveOneTrailingSeparator) {
   const struct {
@@ -29,8 +24,8 @@ TEST(PathUtilityTest, AddAndRemoveOneTrailingSeparator) {
                 {"/a/", "/a/", "/a"}, {"/a//", "/a//", "/a/"}, {"/写真/", "/写真/", "/写真"}};
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.path);
-    EXPECT_EQ(c.added, Text(ZuvPathAddBackslash(Str(c.path))));
-    EXPECT_EQ(c.removed, Text(ZuvPathRemoveBackslash(Str(c.path))));
+    EXPECT_EQ(c.added, Utf8(ZuvPathAddBackslash(Text(c.path))));
+    EXPECT_EQ(c.removed, Utf8(ZuvPathRemoveBackslash(Text(c.path))));
   }
 }
 
@@ -52,12 +47,12 @@ TEST(PathUtilityTest, ExtensionAndFileNameComeFromTheLastDotAndSlash) {
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.path);
     const std::string extension = c.extension;
-    EXPECT_EQ(extension, Text(ZuvPathFindExtension(Str(c.path), true)));
+    EXPECT_EQ(extension, Utf8(ZuvPathFindExtension(Text(c.path), true)));
     EXPECT_EQ(extension.substr(extension.empty() ? 0 : 1),
-              Text(ZuvPathFindExtension(Str(c.path), false)));
-    EXPECT_EQ(c.name, Text(ZuvPathFindFileName(Str(c.path), false)));
-    EXPECT_EQ(c.bareName, Text(ZuvPathFindFileName(Str(c.path), true)));
-    EXPECT_EQ(c.withoutExtension, Text(ZuvPathRemoveExtension(Str(c.path))));
+              Utf8(ZuvPathFindExtension(Text(c.path), false)));
+    EXPECT_EQ(c.name, Utf8(ZuvPathFindFileName(Text(c.path), false)));
+    EXPECT_EQ(c.bareName, Utf8(ZuvPathFindFileName(Text(c.path), true)));
+    EXPECT_EQ(c.withoutExtension, Utf8(ZuvPathRemoveExtension(Text(c.path))));
   }
 }
 
@@ -69,7 +64,7 @@ TEST(PathUtilityTest, RenameTheNameOrTheExtension) {
   } kNames[] = {{"/a/b/c.jpg", "a/x.jpg"}, {"/r/a/b/c.tar.gz", "r/a/x.gz"}, {"/a/c.jpg", "x.jpg"},
                 {"/c.jpg", "x.jpg"},       {"noslash.jpg", "x.jpg"},        {"/a.d/c", "x.d/c"}};
   for (const auto& c : kNames) {
-    EXPECT_EQ(c.expected, Text(ZuvPathRenameFileName(Str(c.path), Str("x")))) << c.path;
+    EXPECT_EQ(c.expected, Utf8(ZuvPathRenameFileName(Text(c.path), Text("x")))) << c.path;
   }
   const struct {
     const char *path, *newExtension, *expected;
@@ -81,30 +76,30 @@ TEST(PathUtilityTest, RenameTheNameOrTheExtension) {
                      {"a//b.jpg/", "tif", "/a/b.tif"},
                      {"b.jpg", "tif", "b.tif"}};
   for (const auto& c : kExtensions) {
-    EXPECT_EQ(c.expected, Text(ZuvPathRenameExtension(Str(c.path), Str(c.newExtension))))
+    EXPECT_EQ(c.expected, Utf8(ZuvPathRenameExtension(Text(c.path), Text(c.newExtension))))
         << c.path << " " << c.newExtension;
   }
 }
 
 TEST(PathUtilityTest, PathObjectsWorkOnTheirFullPath) {
-  const CZuvFilePath path = PathObject("/x/a.b/photo");
-  EXPECT_EQ("/x/a.b/photo/", Text(ZuvPathAddBackslash(path)));
-  EXPECT_EQ("/x/a.b", Text(ZuvPathRemoveBackslash(PathObject("/x/a.b/"))));
-  EXPECT_EQ("b/photo", Text(ZuvPathFindExtension(path, false)));
-  EXPECT_EQ("photo", Text(ZuvPathFindFileName(path, true)));
-  EXPECT_EQ("x/new.b/photo", Text(ZuvPathRenameFileName(path, Str("new"))));
-  EXPECT_EQ("/x/a.b/photo.tif", Text(ZuvPathRenameExtension(path, Str("tif"))));
+  const CZuvFilePath path = PathOf("/x/a.b/photo");
+  EXPECT_EQ("/x/a.b/photo/", Utf8(ZuvPathAddBackslash(path)));
+  EXPECT_EQ("/x/a.b", Utf8(ZuvPathRemoveBackslash(PathOf("/x/a.b/"))));
+  EXPECT_EQ("b/photo", Utf8(ZuvPathFindExtension(path, false)));
+  EXPECT_EQ("photo", Utf8(ZuvPathFindFileName(path, true)));
+  EXPECT_EQ("x/new.b/photo", Utf8(ZuvPathRenameFileName(path, Text("new"))));
+  EXPECT_EQ("/x/a.b/photo.tif", Utf8(ZuvPathRenameExtension(path, Text("tif"))));
   // The non-empty components replace what the output held.
   const auto split = [](const auto& from) {
-    std::vector<CZuvStringData> parts = {Str("old")};
+    std::vector<CZuvStringData> parts = {Text("old")};
     ZuvSplitFilePath(from, &parts);
     std::string joined;
-    for (const CZuvStringData& part : parts) joined += Text(part) + "|";
+    for (const CZuvStringData& part : parts) joined += Utf8(part) + "|";
     return joined;
   };
   EXPECT_EQ("x|a.b|photo|", split(path));
-  EXPECT_EQ("a|b|", split(Str("/a//b/")));
-  EXPECT_EQ("", split(Str("abc")));
+  EXPECT_EQ("a|b|", split(Text("/a//b/")));
+  EXPECT_EQ("", split(Text("abc")));
 }
 
 TEST(PathUtilityTest, EqualOrRootIgnoresCase) {
@@ -119,7 +114,7 @@ TEST(PathUtilityTest, EqualOrRootIgnoresCase) {
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(std::string(c.root) + " " + c.path);
-    EXPECT_EQ(c.expected, ZuvPathIsEqualOrRootActually(Str(c.root), Str(c.path), c.addSeparator));
+    EXPECT_EQ(c.expected, ZuvPathIsEqualOrRootActually(Text(c.root), Text(c.path), c.addSeparator));
     if (!c.addSeparator) continue;
     EXPECT_EQ(c.expected, ZuvPathIsEqualOrRootActually(Handle(c.root), Handle(c.path)));
     EXPECT_EQ(c.expected, ZuvPathIsEqualOrRootVirtually(Handle(c.root), Handle(c.path)));
@@ -131,17 +126,17 @@ TEST(PathUtilityTest, EqualOrRootIgnoresCase) {
 }
 
 TEST(PathUtilityTest, DisplayNameShowsColonsAsSlashes) {
-  EXPECT_EQ("a:b:c", Text(ZuvReplaceSlashToColon(Str("a/b:c"))));
-  EXPECT_EQ("a/b/c", Text(ZuvReplaceColonToSlash(Str("a:b/c"))));
+  EXPECT_EQ("a:b:c", Utf8(ZuvReplaceSlashToColon(Text("a/b:c"))));
+  EXPECT_EQ("a/b/c", Utf8(ZuvReplaceColonToSlash(Text("a:b/c"))));
   const struct {
     const char *path, *expected;
   } kCases[] = {{"/Card/a:b.jpg", "a/b.jpg"}, {"/a:b/c", "c"}, {"name:x", "name:x"}, {"/a/", ""}};
   for (const auto& c : kCases) {
-    CZuvStringData name = Str("old");
-    EXPECT_EQ(kZuvSuccess, ZuvGetDisplaFileyNameFromPath(PathObject(c.path), &name));
-    EXPECT_EQ(c.expected, Text(name)) << c.path;
+    CZuvStringData name = Text("old");
+    EXPECT_EQ(kZuvSuccess, ZuvGetDisplaFileyNameFromPath(PathOf(c.path), &name));
+    EXPECT_EQ(c.expected, Utf8(name)) << c.path;
   }
-  EXPECT_EQ(kZuvSuccess, ZuvGetDisplaFileyNameFromPath(PathObject("/a:b/c"), nullptr));
+  EXPECT_EQ(kZuvSuccess, ZuvGetDisplaFileyNameFromPath(PathOf("/a:b/c"), nullptr));
 }
 
 TEST(PathUtilityTest, RenamedExtensionIsFoundInUpperThenLowerCase) {
@@ -168,10 +163,10 @@ TEST(PathUtilityTest, RenamedExtensionIsFoundInUpperThenLowerCase) {
   for (const auto& c : kCases) {
     SCOPED_TRACE(std::string(c.path) + " " + c.extension);
     CZuvStringData full;
-    ZuvMacGetPathWithRenameExtension(Str(dir / c.path), Str(c.extension)).GetFullPath(&full);
-    EXPECT_EQ(*c.expected != '\0' ? (dir / c.expected).string() : "", Text(full));
+    ZuvMacGetPathWithRenameExtension(Text(dir / c.path), Text(c.extension)).GetFullPath(&full);
+    EXPECT_EQ(*c.expected != '\0' ? (dir / c.expected).string() : "", Utf8(full));
   }
-  EXPECT_TRUE(ZuvMacGetPathWithRenameExtension(Str(""), Str("jpg")).IsEmpty());
+  EXPECT_TRUE(ZuvMacGetPathWithRenameExtension(Text(""), Text("jpg")).IsEmpty());
 }
 
 }  // namespace

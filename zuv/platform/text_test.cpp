@@ -1,17 +1,11 @@
 #include "zuv/platform/text.h"
 
-#include <array>
-#include <cstdlib>
 #include <limits>
-#include <locale.h>
-#include <optional>
 #include <random>
 #include <string>
 #include <unicode/ustring.h>
 
 #include <gtest/gtest.h>
-
-#include "zuv/platform/linux/system_encoding.h"
 
 namespace zuv::platform {
 namespace {
@@ -161,50 +155,6 @@ TEST(UnitSearch, FindsFirstAndLastOccurrence) {
     EXPECT_EQ(FindUnits(c.text, c.find, c.ignoreCase, false), c.forwards);
     EXPECT_EQ(FindUnits(c.text, c.find, c.ignoreCase, true), c.backwards);
   }
-}
-
-bool LocaleInstalled(const char* name) {
-  locale_t locale = newlocale(LC_CTYPE_MASK, name, static_cast<locale_t>(nullptr));
-  if (locale == static_cast<locale_t>(nullptr)) return false;
-  freelocale(locale);
-  return true;
-}
-
-TEST(SystemEncodingDetection, FollowsTheFirstLocaleVariableSet) {
-  if (!LocaleInstalled("en_US.ISO-8859-1") || !LocaleInstalled("ja_JP.EUC-JP")) {
-    GTEST_SKIP() << "needs the locales en_US.ISO-8859-1 and ja_JP.EUC-JP (localedef)";
-  }
-  const char* const kLatin1 = "en_US.ISO-8859-1";
-  const struct {
-    std::array<const char*, 3> environment;  // LC_ALL, LC_CTYPE, LANG; null: unset
-    const char* expected;
-  } kCases[] = {
-      {{nullptr, nullptr, nullptr}, "UTF-8"},
-      {{nullptr, nullptr, "ja_JP.EUC-JP"}, "EUC-JP"},
-      {{nullptr, kLatin1, "ja_JP.EUC-JP"}, "ISO-8859-1"},
-      {{kLatin1, "ja_JP.EUC-JP", "C.UTF-8"}, "ISO-8859-1"},
-      {{"", "", kLatin1}, "ISO-8859-1"},  // empty means unset
-      {{"C", kLatin1, kLatin1}, "UTF-8"},
-      {{"POSIX", kLatin1, kLatin1}, "UTF-8"},
-      {{"C.UTF-8", kLatin1, nullptr}, "UTF-8"},
-      {{"xx_XX.NOT-INSTALLED", kLatin1, nullptr}, "UTF-8"},
-  };
-  const char* const kNames[3] = {"LC_ALL", "LC_CTYPE", "LANG"};
-  const auto assign = [&](size_t i, const char* value) {
-    value != nullptr ? setenv(kNames[i], value, 1) : unsetenv(kNames[i]);
-  };
-  const auto name = [](const char* value) { return value != nullptr ? value : "-"; };
-  std::optional<std::string> saved[3];
-  for (size_t i = 0; i < 3; ++i) {
-    if (const char* old = std::getenv(kNames[i])) saved[i] = old;
-  }
-  for (const auto& c : kCases) {
-    for (size_t i = 0; i < 3; ++i) assign(i, c.environment[i]);
-    EXPECT_EQ(detail::FindSystemEncodingName(), c.expected)
-        << name(c.environment[0]) << " " << name(c.environment[1]) << " " << name(c.environment[2]);
-  }
-  for (size_t i = 0; i < 3; ++i) assign(i, saved[i] ? saved[i]->c_str() : nullptr);
-  EXPECT_STREQ(setlocale(LC_ALL, nullptr), "C");
 }
 
 }  // namespace

@@ -36,6 +36,13 @@ inline FSRef RefOf(const std::string& path) {
   return ref;
 }
 
+/// The catalog information `which` of the item at `path`; zeros when it cannot be read.
+inline FSCatalogInfo CatalogOf(const std::string& path, FSCatalogInfoBitmap which) {
+  FSCatalogInfo info = {};
+  zuv::platform::GetCatalogInfo(RefOf(path), which, &info, nullptr);
+  return info;
+}
+
 /// The full path an object holds.
 inline std::string PathText(const CZuvFilePath& path) {
   CZuvStringData text;

@@ -18,11 +18,8 @@ using zuv::platform::FileSystem;
 using zuv::platform::ForkOutcome;
 using zuv::platform::kNoErr;
 using zuv::platform::OSStatus;
-using zuv::platform::testing::FaultyFileSystem;
-using zuv::platform::testing::ScratchFolder;
-using zuv::platform::testing::WriteFile;
-using zuv::testing::RefOf;
-using zuv::testing::Tree;
+using namespace zuv::platform::testing;
+using namespace zuv::testing;
 namespace fs = std::filesystem;
 namespace platform = zuv::platform;
 
@@ -63,9 +60,7 @@ TEST_P(FileSystemContract, ItemsAreMadeWrittenMovedAndRemoved) {
   FSCatalogInfo info = {};
   info.accessDate = UTCDateTime{0, 3'100'000'000, 0};
   EXPECT_EQ(fileSystem.SetCatalogInfo(file, kFSCatInfoAccessDate, info), kNoErr);
-  info = {};
-  platform::GetCatalogInfo(file, kFSCatInfoAccessDate, &info, nullptr);
-  EXPECT_EQ(info.accessDate.lowSeconds, 3'100'000'000u);
+  EXPECT_EQ(CatalogOf(file.path, kFSCatInfoAccessDate).accessDate.lowSeconds, 3'100'000'000u);
   EXPECT_EQ(fileSystem.DeleteResourceFork(file), platform::kErrForkNotFound);
 
   FSRef renamed;

@@ -19,15 +19,8 @@
 
 namespace {
 
-using zuv::platform::testing::HaveTool;
-using zuv::platform::testing::HomeTrash;
-using zuv::platform::testing::IsRoot;
-using zuv::platform::testing::ScratchFolder;
-using zuv::platform::testing::WriteFile;
-using zuv::testing::Contents;
-using zuv::testing::Names;
-using zuv::testing::PathOf;
-using zuv::testing::Tree;
+using namespace zuv::platform::testing;
+using namespace zuv::testing;
 using Strings = std::vector<std::string>;
 using Items = std::map<std::string, std::string>;
 namespace fs = std::filesystem;

@@ -5,8 +5,9 @@
 #include <filesystem>
 #include <optional>
 #include <stdlib.h>
-#include <string>
 #include <time.h>
+
+#include "zuv/platform/testing/scoped_environment.h"
 
 namespace zuv::platform::testing {
 
@@ -14,16 +15,11 @@ class ScopedTimeZone {
  public:
   /// `zone` is a tz database name ("America/New_York") or "UTC". Only TZ is set: the library
   /// must see the change by itself, as it reads the zone at each call.
-  explicit ScopedTimeZone(const char* zone) {
-    if (const char* previous = getenv("TZ")) m_previous = previous;
-    setenv("TZ", zone, 1);
-  }
+  explicit ScopedTimeZone(const char* zone) { m_tz.emplace("TZ", zone); }
   ~ScopedTimeZone() {
-    m_previous ? setenv("TZ", m_previous->c_str(), 1) : unsetenv("TZ");
+    m_tz.reset();
     tzset();  // leaves the C library's own state as it was found
   }
-  ScopedTimeZone(const ScopedTimeZone&) = delete;
-  ScopedTimeZone& operator=(const ScopedTimeZone&) = delete;
 
   /// Whether the zone's rules are installed. The C library quietly takes an unknown zone for UTC,
   /// so a test of a zone's rules checks this first.
@@ -34,7 +30,7 @@ class ScopedTimeZone {
   }
 
  private:
-  std::optional<std::string> m_previous;
+  std::optional<ScopedEnvironment> m_tz;
 };
 
 }  // namespace zuv::platform::testing

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
@@ -54,6 +55,11 @@ inline uint64_t DeviceOf(const std::string& path) {
 /// Replaces the file with one holding `contents`.
 inline void WriteFile(const std::string& path, const std::string& contents = "") {
   std::ofstream(path, std::ios::binary) << contents;
+}
+
+/// Swaps the items at two paths in one step, as another process racing the library would.
+inline bool ExchangeNames(const std::string& a, const std::string& b) {
+  return renameat2(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str(), RENAME_EXCHANGE) == 0;
 }
 
 /// Sets the immutable flag with chattr. False when chattr is missing or refuses.
