@@ -8,15 +8,21 @@
 
 #include <gtest/gtest.h>
 
+#include "zuv/platform/testing/machine_facts.h"
+#include "zuv/platform/testing/scoped_replacement.h"
 #include "zuv/platform/testing/scratch.h"
 #include "zuv/testing/files.h"
 
 namespace {
 
+using zuv::platform::MachineFacts;
+using zuv::platform::testing::FakeMachineFacts;
 using zuv::platform::testing::IsRoot;
+using zuv::platform::testing::ScopedReplacement;
 using zuv::platform::testing::ScratchFolder;
 using zuv::platform::testing::WriteFile;
 using zuv::testing::Contents;
+using zuv::testing::IsLocked;
 using zuv::testing::Names;
 using zuv::testing::PathOf;
 using zuv::testing::PathText;
@@ -392,6 +398,26 @@ TEST(CopyMoveTest, FullVolumeIsDiskFullOnlyWhereWritable) {
       EXPECT_FALSE(Exists(volume + "/photo.jpg"));
       EXPECT_EQ(Contents(scratch / "album/photo.jpg").size(), 300000u);
     }
+  }
+}
+
+// Before 10.4 the system's copy left the locked flag behind, and ZuvCopyFileOverwriteEx set it.
+TEST(CopyMoveTest, OldSystemsGetTheLockedFlagByHand) {
+  ScratchFolder scratch;
+  WriteFile(scratch / "photo.jpg", "pixels");
+  if (!IsRoot() || !scratch.Lock(scratch / "photo.jpg")) GTEST_SKIP() << "chattr +i needs root";
+  for (const uint32_t version : {0x1030u, 0x1068u}) {
+    FakeMachineFacts facts;
+    facts.systemVersion = version;
+    const ScopedReplacement<MachineFacts> replaced(&facts);
+    const std::string name = "copy" + std::to_string(version);
+    const CZuvStringData text = Text(name);
+    EXPECT_EQ(ZuvCopyFileOverwriteEx(PathOf(scratch / "photo.jpg"), PathOf(scratch.Path()), &text,
+                                     nullptr, nullptr),
+              kZuvSuccess);
+    EXPECT_EQ(Contents(scratch / name), "pixels");
+    EXPECT_EQ(IsLocked(scratch / name), version < 0x1040) << std::hex << version;
+    if (IsLocked(scratch / name)) scratch.Lock(scratch / name);  // unlocked at the end
   }
 }
 
