@@ -41,6 +41,14 @@ class Descriptor {
   int m_fd;
 };
 
+// Opens an item of the source without changing its access time, where the user may ask that (the
+// owner, or root).
+int OpenSource(int folder, const std::string& name, int flags) {
+  const int fd = openat(folder, name.c_str(), flags | O_NOATIME | O_NOFOLLOW | O_CLOEXEC);
+  if (fd >= 0 || errno != EPERM) return fd;
+  return openat(folder, name.c_str(), flags | O_NOFOLLOW | O_CLOEXEC);
+}
+
 // The folder and the last component of a path, trailing "/" dropped: "/a/b" is "b" in "/a", "b"
 // is "b" in ".". Empty name for "/" and "".
 struct Place {
@@ -186,7 +194,7 @@ class Walk {
   int CopyFile(int from, const std::string& name, const struct stat& st, int to,
                const std::string& toName, bool top) {
     // O_NONBLOCK: a FIFO swapped in meanwhile is not waited on, and is refused below.
-    Descriptor source(openat(from, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    Descriptor source(OpenSource(from, name, O_RDONLY | O_NONBLOCK));
     if (source.get() < 0) return errno;
     struct stat opened;
     if (fstat(source.get(), &opened) != 0) return errno;
@@ -209,7 +217,7 @@ class Walk {
 
   int CopyFolder(int from, const std::string& name, const struct stat& st, int to,
                  const std::string& toName, const std::string& toPath, bool top) {
-    Descriptor source(openat(from, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    Descriptor source(OpenSource(from, name, O_RDONLY | O_DIRECTORY));
     if (source.get() < 0) return errno;
     std::vector<std::string> names;
     if (const int error = ReadNames(source.get(), &names)) return error;

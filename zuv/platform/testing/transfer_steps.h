@@ -1,0 +1,121 @@
+// A fault-injecting wrapper around the real steps of a tree walk: it counts calls by kind, fails
+// chosen calls, and runs a hook before each call (to kill the process at a chosen point, or to
+// change the disk under the walk). ScopedReplacement<TransferSteps> puts it in use. Header-only;
+// compiled into the tests alone.
+#pragma once
+
+#include <array>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unistd.h>
+#include <utility>
+
+#include "zuv/platform/tree_transfer.h"
+
+namespace zuv::platform::testing {
+
+/// Forwards to the real steps. Calls are numbered from 1 per kind; a call chosen to fail does
+/// nothing and answers its error, except a close, which still closes.
+class FaultyTransferSteps : public TransferSteps {
+ public:
+  enum Kind {
+    kCreateFile,
+    kMakeFolder,
+    kMakeLink,
+    kMakeFifo,
+    kWriteData,
+    kSetMode,
+    kSetTimes,
+    kSetXattr,
+    kClose,
+    kSyncVolume,
+    kRemoveSource,
+    kKindCount
+  };
+
+  /// Makes call `call` of `kind` answer `error`.
+  void Fail(Kind kind, int call, int error) {
+    const std::lock_guard<std::mutex> hold(m_lock);
+    m_failures[{kind, call}] = error;
+  }
+  /// Runs `hook` with the kind and number of each call, before the call.
+  void BeforeEach(std::function<void(Kind, int)> hook) { m_hook = std::move(hook); }
+  int Calls(Kind kind) const {
+    const std::lock_guard<std::mutex> hold(m_lock);
+    return m_calls[kind];
+  }
+
+  int CreateFile(int folder, const std::string& name, int* fd) override {
+    if (const auto error = Failure(kCreateFile)) return *error;
+    return Real().CreateFile(folder, name, fd);
+  }
+  int MakeFolder(int folder, const std::string& name) override {
+    if (const auto error = Failure(kMakeFolder)) return *error;
+    return Real().MakeFolder(folder, name);
+  }
+  int MakeLink(int folder, const std::string& name, const std::string& target) override {
+    if (const auto error = Failure(kMakeLink)) return *error;
+    return Real().MakeLink(folder, name, target);
+  }
+  int MakeFifo(int folder, const std::string& name) override {
+    if (const auto error = Failure(kMakeFifo)) return *error;
+    return Real().MakeFifo(folder, name);
+  }
+  int WriteData(int from, int to, uint64_t size) override {
+    if (const auto error = Failure(kWriteData)) return *error;
+    return Real().WriteData(from, to, size);
+  }
+  int SetMode(int folder, const std::string& name, mode_t mode) override {
+    if (const auto error = Failure(kSetMode)) return *error;
+    return Real().SetMode(folder, name, mode);
+  }
+  int SetTimes(int folder, const std::string& name, const timespec times[2]) override {
+    if (const auto error = Failure(kSetTimes)) return *error;
+    return Real().SetTimes(folder, name, times);
+  }
+  int SetXattr(int fd, const std::string& name, const std::string& value) override {
+    if (const auto error = Failure(kSetXattr)) return *error;
+    return Real().SetXattr(fd, name, value);
+  }
+  int Close(int fd) override {
+    if (const auto error = Failure(kClose)) {
+      close(fd);
+      return *error;
+    }
+    return Real().Close(fd);
+  }
+  int SyncVolume(int fd) override {
+    if (const auto error = Failure(kSyncVolume)) return *error;
+    return Real().SyncVolume(fd);
+  }
+  int RemoveSource(const std::string& path) override {
+    if (const auto error = Failure(kRemoveSource)) return *error;
+    return Real().RemoveSource(path);
+  }
+
+ private:
+  static TransferSteps& Real() { return Replaceable<TransferSteps>::Real(); }
+
+  std::optional<int> Failure(Kind kind) {
+    int call = 0;
+    std::optional<int> error;
+    {
+      const std::lock_guard<std::mutex> hold(m_lock);
+      call = ++m_calls[kind];
+      const auto found = m_failures.find({kind, call});
+      if (found != m_failures.end()) error = found->second;
+    }
+    if (m_hook) m_hook(kind, call);
+    return error;
+  }
+
+  mutable std::mutex m_lock;
+  std::array<int, kKindCount> m_calls{};
+  std::map<std::pair<Kind, int>, int> m_failures;
+  std::function<void(Kind, int)> m_hook;
+};
+
+}  // namespace zuv::platform::testing
