@@ -141,12 +141,12 @@ succeeds "^$" move lib/2024/a.jpg lib/2024/b.nef lib/backup/renamed.jpg lib/2024
 [[ "$(ls lib/2024/edits | tr '\n' ' ')" == "a.jpg a.xmp b.nef renamed.jpg " && ! -e lib/2024/a.jpg ]] ||
   fail "move of several sources into a folder"
 
-# Ctrl-C cancels: 130, nothing at the new path and the source whole; or, if the copy was done
-# before the signal came, the whole copy.
+# Ctrl-C during the copy cancels it: 130, nothing at the new path and the source whole; or, if the
+# copy was done before the signal came, the whole copy.
 mkdir many
 for i in $(seq 1 3000); do printf "$i" >"many/$i.jpg"; done
 "$zuv" copy many lib >/dev/null 2>"$stdout" &
-sleep 0.05
+for _ in $(seq 1 1000); do [[ -e lib/many ]] && break; sleep 0.01; done  # the copy has begun
 kill -INT $!
 wait $!
 status=$?
