@@ -11,6 +11,7 @@
 #include "zuv/platform/testing/machine_facts.h"
 #include "zuv/platform/testing/scoped_replacement.h"
 #include "zuv/platform/testing/scratch.h"
+#include "zuv/platform/testing/trees.h"
 #include "zuv/testing/files.h"
 
 namespace {
@@ -18,8 +19,10 @@ namespace {
 using zuv::platform::MachineFacts;
 using zuv::platform::testing::FakeMachineFacts;
 using zuv::platform::testing::IsRoot;
+using zuv::platform::testing::MakeRandomTree;
 using zuv::platform::testing::ScopedReplacement;
 using zuv::platform::testing::ScratchFolder;
+using zuv::platform::testing::SnapshotTree;
 using zuv::platform::testing::WriteFile;
 using zuv::testing::Contents;
 using zuv::testing::IsLocked;
@@ -418,6 +421,32 @@ TEST(CopyMoveTest, OldSystemsGetTheLockedFlagByHand) {
     EXPECT_EQ(Contents(scratch / name), "pixels");
     EXPECT_EQ(IsLocked(scratch / name), version < 0x1040) << std::hex << version;
     if (IsLocked(scratch / name)) scratch.Lock(scratch / name);  // unlocked at the end
+  }
+}
+
+// Random trees copied into a folder of the same volume, then moved to another volume over an item
+// there, arrive whole: data, links, modes, times and attributes.
+TEST(CopyMoveTest, RandomTreesArriveWholeThroughTheVariants) {
+  if (!IsRoot()) GTEST_SKIP() << "mounting a tmpfs needs root";
+  for (unsigned seed = 1; seed <= 4; ++seed) {
+    SCOPED_TRACE(seed);
+    ScratchFolder scratch;
+    const std::string volume = scratch.MountTmpfs("other", "256m");
+    ASSERT_FALSE(volume.empty());
+    ASSERT_TRUE(MakeRandomTree(scratch / "tree", seed));
+    mkdir((scratch / "to").c_str(), 0755);
+    const auto before = SnapshotTree(scratch / "tree");
+    const CZuvStringData copy = Text("copy");
+    EXPECT_EQ(ZuvCopyFolderOverwriteEx(PathOf(scratch / "tree"), PathOf(scratch / "to"), &copy,
+                                       nullptr, nullptr),
+              kZuvSuccess);
+    EXPECT_EQ(SnapshotTree(scratch / "to/copy"), before);
+    WriteFile(volume + "/copy", "in the way");
+    EXPECT_EQ(ZuvMoveFileOverwriteEx(PathOf(scratch / "to/copy"), PathOf(volume), nullptr, nullptr,
+                                     nullptr),
+              kZuvSuccess);
+    EXPECT_EQ(SnapshotTree(volume + "/copy"), before);
+    EXPECT_FALSE(Exists(scratch / "to/copy"));
   }
 }
 
