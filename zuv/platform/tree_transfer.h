@@ -35,7 +35,8 @@ class TreeTransfer {
   /// Moves the item at `source` to `destination`, which must not exist. On one volume it is
   /// renamed, with one notice, for the destination. Across volumes it is copied as by Copy, the
   /// copy made durable, and only then the source removed; when the copy fails or is stopped, the
-  /// partial destination is removed and the source stays whole.
+  /// partial destination is removed and the source stays whole. When the source cannot be removed
+  /// entirely, the error is answered and the whole copy stays.
   virtual int Move(const std::string& source, const std::string& destination,
                    const TreeNotice& notice) = 0;
 };

@@ -156,6 +156,7 @@ class LinuxTransferSteps final : public TransferSteps {
   int Close(int fd) override { return close(fd) == 0 || errno == EINTR ? 0 : errno; }
   int SyncVolume(int fd) override { return syncfs(fd) == 0 ? 0 : errno; }
   int RemoveSource(const std::string& path) override {
+    errno = 0;
     if (Replaceable<FileSystem>::Current().RemoveTree(path)) return 0;
     return errno != 0 ? errno : EIO;
   }

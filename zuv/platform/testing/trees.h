@@ -170,10 +170,13 @@ inline bool MakeRandomTree(const std::string& top, unsigned seed, int items = 40
             size = at + (2 << 20);
             break;
           default:  // multi-MiB
-            bytes.resize(static_cast<size_t>((2 << 20) + pick(1 << 20)));
+            bytes.resize(static_cast<size_t>((1 << 20) + pick(2 << 20)));
             break;
         }
-        for (char& byte : bytes) byte = static_cast<char>(random());
+        for (size_t offset = 0; offset < bytes.size(); offset += 4) {
+          const uint32_t word = random();
+          memcpy(bytes.data() + offset, &word, std::min<size_t>(4, bytes.size() - offset));
+        }
         ok = pwrite(fd, bytes.data(), bytes.size(), at) == static_cast<ssize_t>(bytes.size()) &&
              (size == 0 || ftruncate(fd, size) == 0);
         if (pick(2) == 0) ok = ok && fsetxattr(fd, "user.tag", name.data(), name.size(), 0) == 0;
