@@ -55,3 +55,23 @@ std::string ZuvToolPathText(const CZuvFilePath& path) {
   path.GetFullPath(&text);
   return text.GetPtrUtf8();
 }
+
+std::string_view ZuvToolLastComponent(std::string_view path) {
+  const size_t end = path.find_last_not_of('/');
+  if (end == std::string_view::npos) return {};
+  const size_t slash = path.rfind('/', end);
+  const size_t start = slash == std::string_view::npos ? 0 : slash + 1;
+  return path.substr(start, end + 1 - start);
+}
+
+// As rm does: such a path names a folder by way of another item, and the kernel and a reader may
+// not agree on which folder that is.
+std::optional<std::string> ZuvToolItemPath(std::string_view command, const std::string& argument) {
+  const std::string_view last = ZuvToolLastComponent(argument);
+  if (last == "." || last == "..") {
+    ZuvToolFailure(command, argument, kZuvErrInvalidName,
+                   "a path that ends in '.' or '..' is refused");
+    return std::nullopt;
+  }
+  return ZuvToolPath(command, argument);
+}

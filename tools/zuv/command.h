@@ -16,6 +16,7 @@
 inline constexpr int kZuvToolSuccess = 0;
 inline constexpr int kZuvToolFailure = 1;     // an operation failed
 inline constexpr int kZuvToolUsageError = 2;  // the command was used wrongly
+inline constexpr int kZuvToolCanceled = 130;  // stopped by Ctrl-C, as shells report it
 
 /// One sub-command: `zuv NAME ARGUMENTS`.
 struct ZuvToolCommand {
@@ -43,6 +44,12 @@ int ZuvToolFailure(std::string_view command, std::string_view subject, ZuvResult
 /// nothing.
 std::optional<std::string> ZuvToolPath(std::string_view command, const std::string& argument);
 
+/// The last component of a path, trailing slashes aside ("" for "/" and for "").
+std::string_view ZuvToolLastComponent(std::string_view path);
+/// ZuvToolPath for an item that is removed, renamed, swapped, copied or moved: a last component
+/// "." or ".." is reported with ZuvToolFailure and gives nothing.
+std::optional<std::string> ZuvToolItemPath(std::string_view command, const std::string& argument);
+
 /// A path argument's UTF-8 text as a string value.
 CZuvStringData ZuvToolUtf8(const std::string& text);
 /// A path object holding `path`, whether or not an item is there.
@@ -62,5 +69,7 @@ int RunMkdirCommand(const std::vector<std::string>& arguments);
 int RunRenameCommand(const std::vector<std::string>& arguments);
 int RunRmCommand(const std::vector<std::string>& arguments);
 int RunTrashCommand(const std::vector<std::string>& arguments);
+int RunCopyCommand(const std::vector<std::string>& arguments);
+int RunMoveCommand(const std::vector<std::string>& arguments);
 int RunTempfileCommand(const std::vector<std::string>& arguments);
 int RunTypesCommand(const std::vector<std::string>& arguments);

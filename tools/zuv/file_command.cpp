@@ -4,7 +4,6 @@
 #include <iostream>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "tools/zuv/command.h"
@@ -20,35 +19,13 @@ bool IsFolder(const std::string& path) {
   return (CZuvFileHandle(ZuvToolPathObject(path)).GetAttribute() & kZuvAttributeFolder) != 0;
 }
 
-// The last component of a path, trailing slashes aside ("" for "/" and for "").
-std::string_view LastComponent(std::string_view path) {
-  const size_t end = path.find_last_not_of('/');
-  if (end == std::string_view::npos) return {};
-  const size_t slash = path.rfind('/', end);
-  const size_t start = slash == std::string_view::npos ? 0 : slash + 1;
-  return path.substr(start, end + 1 - start);
-}
-
-// The path of an item that is removed, renamed or swapped, or nothing after reporting why not. A
-// last component of "." or ".." is refused, as rm does: it names a folder by way of another item,
-// and the kernel and a reader may not agree on which folder that is.
-std::optional<std::string> ItemPath(std::string_view command, const std::string& argument) {
-  const std::string_view last = LastComponent(argument);
-  if (last == "." || last == "..") {
-    ZuvToolFailure(command, argument, kZuvErrInvalidName,
-                   "a path that ends in '.' or '..' is refused");
-    return std::nullopt;
-  }
-  return ZuvToolPath(command, argument);
-}
-
 }  // namespace
 
 int RunSwapCommand(const std::vector<std::string>& arguments) {
   if (arguments.size() != 2) return ZuvToolUsageError("swap", "give two files");
-  const std::optional<std::string> a = ItemPath("swap", arguments[0]);
+  const std::optional<std::string> a = ZuvToolItemPath("swap", arguments[0]);
   if (!a) return kZuvToolFailure;
-  const std::optional<std::string> b = ItemPath("swap", arguments[1]);
+  const std::optional<std::string> b = ZuvToolItemPath("swap", arguments[1]);
   if (!b) return kZuvToolFailure;
   const ZuvResult result = ZuvSwapFile(ZuvToolPathObject(*a), ZuvToolPathObject(*b));
   const bool folder = ZuvIsFailure(result) && (IsFolder(*a) || IsFolder(*b));
@@ -77,7 +54,7 @@ int RunMkdirCommand(const std::vector<std::string>& arguments) {
 
 int RunRenameCommand(const std::vector<std::string>& arguments) {
   if (arguments.size() != 2) return ZuvToolUsageError("rename", "give an item and a new name");
-  const std::optional<std::string> path = ItemPath("rename", arguments[0]);
+  const std::optional<std::string> path = ZuvToolItemPath("rename", arguments[0]);
   if (!path) return kZuvToolFailure;
   CZuvFilePath renamed;
   const ZuvResult result =
@@ -93,7 +70,7 @@ int RunRmCommand(const std::vector<std::string>& arguments) {
   if (arguments.empty()) return ZuvToolUsageError("rm", "no PATH given");
   int status = kZuvToolSuccess;
   for (const std::string& argument : arguments) {
-    const std::optional<std::string> path = ItemPath("rm", argument);
+    const std::optional<std::string> path = ZuvToolItemPath("rm", argument);
     if (!path) {
       status = kZuvToolFailure;
     } else if (path->find_first_not_of('/') == std::string::npos) {

@@ -60,6 +60,19 @@ const ZuvToolCommand kCommands[] = {
      "    for items on other volumes. An item that could not be trashed (missing, not movable,\n"
      "    or on a volume without a trash, such as a tmpfs) is reported and stays where it was.\n",
      RunTrashCommand},
+    {"copy", "[--replace] [--quiet] SOURCE... DEST",
+     "copies files and folders into the folder DEST, or one item to the new path DEST",
+     "    Each SOURCE lands in DEST under its own name; with one SOURCE, DEST may also be the\n"
+     "    new item's path. An item already there is reported and kept, unless --replace is\n"
+     "    given. Links are copied as links; modes, times and user.* attributes are kept. On a\n"
+     "    terminal a progress bar counts the items (--quiet turns it off). Ctrl-C cancels:\n"
+     "    nothing partial is left, and the exit status is 130.\n",
+     RunCopyCommand},
+    {"move", "[--replace] [--quiet] SOURCE... DEST",
+     "moves files and folders into the folder DEST, or one item to the new path DEST",
+     "    As copy. Across volumes each item is copied, made durable, and only then removed from\n"
+     "    its place; after Ctrl-C or a failure the source is whole and nothing is left at DEST.\n",
+     RunMoveCommand},
     {"tempfile", "[--project NAME] [--suffix .EXT]",
      "creates a new temporary file in the project temp folder and shows its path",
      "    The folder is $TMPDIR/zuv-UID/Merid[/NAME]/RTL; the file is named ZuvTmp and four\n"
@@ -86,7 +99,8 @@ void PrintHelp() {
             << "  success\n  " << kZuvToolFailure
             << "  an operation failed; each failure is one line,\n"
                "     zuv COMMAND: PATH: reason (kZuvErrName number)\n  "
-            << kZuvToolUsageError << "  a usage error\n";
+            << kZuvToolUsageError << "  a usage error\n  " << kZuvToolCanceled
+            << "  canceled with Ctrl-C (copy, move)\n";
 }
 
 }  // namespace

@@ -113,6 +113,51 @@ succeeds "^$" rm album/shortcut
 fails 1 rm "album/missing: permission denied" rm album/import album/missing album/renamed
 [[ ! -e album/import && ! -e album/renamed ]] || fail "rm stopped at a failure"
 
+# Copy and move: into a folder under their own names, or one item to a new path; an item already
+# there is kept unless --replace is given. Not on a terminal, they print nothing when they succeed.
+mkdir -p lib/2024 lib/backup
+printf pixels >lib/2024/a.jpg
+printf raw >lib/2024/b.nef
+mkdir lib/2024/edits
+printf edit >lib/2024/edits/a.xmp
+fails 2 copy "give SOURCE... and DEST" copy lib/2024
+fails 2 move "unknown option '--force'" move --force lib/2024 lib/backup
+succeeds "^$" copy lib/2024 lib/backup
+[[ "$(cat lib/backup/2024/edits/a.xmp)" == edit && -e lib/2024/edits/a.xmp ]] ||
+  fail "copy did not copy the tree"
+fails 1 copy "lib/backup/2024: an item is already there .* \(kZuvErrAlreadyExists 4357\)" \
+  copy lib/2024 lib/backup
+succeeds "^$" copy lib/2024/a.jpg lib/backup/renamed.jpg
+[[ "$(cat lib/backup/renamed.jpg)" == pixels ]] || fail "copy to a new path"
+printf old >lib/backup/2024/b.nef
+succeeds "^$" copy --replace lib/2024/b.nef lib/backup/2024
+[[ "$(cat lib/backup/2024/b.nef)" == raw ]] || fail "copy --replace did not replace"
+fails 1 copy "lib/2024/a.jpg: not a folder, and several sources" copy lib/2024/b.nef lib/2024 \
+  lib/2024/a.jpg
+fails 1 move "lib/missing: no such item \(kZuvErrNotFound 4353\)" move lib/missing lib/backup
+fails 1 copy "the destination is inside the source folder \(kZuvErrSubFolder 4881\)" \
+  copy lib/2024 lib/2024/edits
+succeeds "^$" move lib/2024/a.jpg lib/2024/b.nef lib/backup/renamed.jpg lib/2024/edits
+[[ "$(ls lib/2024/edits | tr '\n' ' ')" == "a.jpg a.xmp b.nef renamed.jpg " && ! -e lib/2024/a.jpg ]] ||
+  fail "move of several sources into a folder"
+
+# Ctrl-C during the copy cancels it: 130, nothing at the new path and the source whole; or, if the
+# copy was done before the signal came, the whole copy.
+mkdir many
+for i in $(seq 1 3000); do printf "$i" >"many/$i.jpg"; done
+"$zuv" copy many lib >/dev/null 2>"$stdout" &
+for _ in $(seq 1 1000); do [[ -e lib/many ]] && break; sleep 0.01; done  # the copy has begun
+kill -INT $!
+wait $!
+status=$?
+if [[ $status -eq 130 ]]; then
+  [[ ! -e lib/many ]] || fail "a canceled copy left lib/many"
+  grep -q "canceled; nothing is left at $scratch/lib/many" "$stdout" || fail "no cancel message"
+elif [[ $status -ne 0 || $(ls lib/many | wc -l) -ne 3000 ]]; then
+  fail "an interrupted copy exited $status"
+fi
+[[ $(ls many | wc -l) -eq 3000 ]] || fail "a canceled copy touched its source"
+
 # The other commands, once each.
 succeeds '^"ABC"$' text upper abc
 TZ=UTC succeeds "1904/01/01" time format 0
