@@ -22,41 +22,53 @@ bool CopyReportsItems() {
   return version - 0x1060u <= 0xFu;
 }
 
-// The notice shared by both operations: `path` is reported unless it is to be passed over; a false
-// answer is remembered as the canceled path.
-bool Report(const std::string& path, bool passOver, ZuvProgressProc progress, void* data,
-            std::string* canceledPath) {
-  if (progress == nullptr || passOver || progress(data)) return true;
-  *canceledPath = path;
-  return false;
-}
-
-// The end shared by both operations. The walk stops at the canceled path before making anything
-// there, so nothing is left to remove.
-ZuvResult Finish(ZuvResult result, ZuvProgressProc progress, void* data,
-                 std::string* canceledPath) {
-  if (!canceledPath->empty()) {
-    canceledPath->clear();
-    return kZuvErrCanceled;
-  }
-  if (progress != nullptr) progress(data);
-  return result;
+// An operation of type Operation on two paths, or null when either is empty.
+template <class Operation>
+std::unique_ptr<Operation> Make(const CZuvStringData& source, const CZuvStringData& destination) {
+  if (source.IsEmpty() || destination.IsEmpty()) return nullptr;
+  struct Made : Operation {
+    Made(std::string from, std::string to) : Operation(std::move(from), std::move(to)) {}
+  };
+  return std::make_unique<Made>(Utf8Of(source), Utf8Of(destination));
 }
 
 }  // namespace
 
-ZuvCopyPath::ZuvCopyPath(std::string source, std::string destination)
+ZuvPathOperation::ZuvPathOperation(std::string source, std::string destination)
     : m_source(std::move(source)), m_destination(std::move(destination)) {}
+
+ZuvPathOperation::~ZuvPathOperation() = default;
+
+void ZuvPathOperation::setProgress(ZuvProgressProc progress, void* data) {
+  m_progress = progress;
+  m_progressData = data;
+}
+
+bool ZuvPathOperation::willProcessPath(const CZuvStringData& path) { return Notice(Utf8Of(path)); }
+
+bool ZuvPathOperation::shouldProceedAfterError() const { return false; }
+
+bool ZuvPathOperation::PassesOver(const std::string& path) const { return path == m_destination; }
+
+bool ZuvPathOperation::Notice(const std::string& path) {
+  if (m_progress == nullptr || PassesOver(path) || m_progress(m_progressData)) return true;
+  m_canceled = true;
+  return false;
+}
+
+// The walk stops at the canceled path before making anything there, so nothing is left to remove.
+ZuvResult ZuvPathOperation::Finish(ZuvResult result) {
+  if (m_canceled) {
+    m_canceled = false;
+    return kZuvErrCanceled;
+  }
+  if (m_progress != nullptr) m_progress(m_progressData);
+  return result;
+}
 
 std::unique_ptr<ZuvCopyPath> ZuvCopyPath::Create(const CZuvStringData& source,
                                                  const CZuvStringData& destination) {
-  if (source.IsEmpty() || destination.IsEmpty()) return nullptr;
-  return std::unique_ptr<ZuvCopyPath>(new ZuvCopyPath(Utf8Of(source), Utf8Of(destination)));
-}
-
-void ZuvCopyPath::setProgress(ZuvProgressProc progress, void* data) {
-  m_progress = progress;
-  m_progressData = data;
+  return Make<ZuvCopyPath>(source, destination);
 }
 
 ZuvResult ZuvCopyPath::perform() {
@@ -68,44 +80,21 @@ ZuvResult ZuvCopyPath::perform() {
   if (error != 0) {
     result = reports ? kZuvErrAccessDenied : ConvertCocoaError(NSPOSIXErrorDomain, error);
   }
-  return Finish(result, m_progress, m_progressData, &m_canceledPath);
+  return Finish(result);
 }
-
-bool ZuvCopyPath::willProcessPath(const CZuvStringData& path) { return Notice(Utf8Of(path)); }
-
-bool ZuvCopyPath::shouldProceedAfterError() const { return false; }
-
-bool ZuvCopyPath::Notice(const std::string& path) {
-  return Report(path, path == m_destination, m_progress, m_progressData, &m_canceledPath);
-}
-
-ZuvMovePath::ZuvMovePath(std::string source, std::string destination)
-    : m_source(std::move(source)), m_destination(std::move(destination)) {}
 
 std::unique_ptr<ZuvMovePath> ZuvMovePath::Create(const CZuvStringData& source,
                                                  const CZuvStringData& destination) {
-  if (source.IsEmpty() || destination.IsEmpty()) return nullptr;
-  return std::unique_ptr<ZuvMovePath>(new ZuvMovePath(Utf8Of(source), Utf8Of(destination)));
-}
-
-void ZuvMovePath::setProgress(ZuvProgressProc progress, void* data) {
-  m_progress = progress;
-  m_progressData = data;
+  return Make<ZuvMovePath>(source, destination);
 }
 
 ZuvResult ZuvMovePath::perform() {
   const TreeNotice notice = [this](const std::string& path) { return Notice(path); };
   const int error = Replaceable<TreeTransfer>::Current().Move(m_source, m_destination, notice);
-  const ZuvResult result = error == 0 ? kZuvSuccess : kZuvErrAccessDenied;
-  return Finish(result, m_progress, m_progressData, &m_canceledPath);
+  return Finish(error == 0 ? kZuvSuccess : kZuvErrAccessDenied);
 }
 
-bool ZuvMovePath::willProcessPath(const CZuvStringData& path) { return Notice(Utf8Of(path)); }
-
-bool ZuvMovePath::shouldProceedAfterError() const { return false; }
-
 // A path under the source is passed over as the source's text begins it, as a plain prefix.
-bool ZuvMovePath::Notice(const std::string& path) {
-  const bool passOver = path.rfind(m_source, 0) == 0 || path == m_destination;
-  return Report(path, passOver, m_progress, m_progressData, &m_canceledPath);
+bool ZuvMovePath::PassesOver(const std::string& path) const {
+  return path.rfind(m_source, 0) == 0 || ZuvPathOperation::PassesOver(path);
 }
