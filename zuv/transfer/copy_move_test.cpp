@@ -24,27 +24,14 @@ using zuv::platform::testing::ScopedReplacement;
 using zuv::platform::testing::ScratchFolder;
 using zuv::platform::testing::SnapshotTree;
 using zuv::platform::testing::WriteFile;
+using Counter = zuv::testing::CountingCallback;
 using zuv::testing::Contents;
+using zuv::testing::Exists;
 using zuv::testing::IsLocked;
 using zuv::testing::Names;
 using zuv::testing::PathOf;
 using zuv::testing::PathText;
 using zuv::testing::Text;
-
-bool Exists(const std::string& path) {
-  struct stat st;
-  return lstat(path.c_str(), &st) == 0;
-}
-
-// A callback that counts its calls and answers false on call `cancelAt` (0: never).
-struct Counter {
-  int calls = 0;
-  int cancelAt = 0;
-  static bool Call(void* data) {
-    Counter* counter = static_cast<Counter*>(data);
-    return ++counter->calls != counter->cancelAt;
-  }
-};
 
 TEST(CopyMoveTest, MakeFilePathJoinsAsOneComponent) {
   const struct {

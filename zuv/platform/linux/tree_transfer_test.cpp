@@ -40,6 +40,7 @@ using zuv::platform::testing::SnapshotTree;
 using zuv::platform::testing::StartChild;
 using zuv::platform::testing::TreeItem;
 using zuv::platform::testing::WriteFile;
+using zuv::testing::Exists;
 using zuv::testing::Tree;
 
 using Snapshot = std::map<std::string, TreeItem>;
@@ -48,11 +49,6 @@ TreeTransfer& Transfer() { return Replaceable<TreeTransfer>::Current(); }
 
 bool RemoveTree(const std::string& path) {
   return Replaceable<zuv::platform::FileSystem>::Current().RemoveTree(path);
-}
-
-bool Exists(const std::string& path) {
-  struct stat st;
-  return lstat(path.c_str(), &st) == 0;
 }
 
 // Every file of `before` (a snapshot of a source) is whole at the same relative path under
