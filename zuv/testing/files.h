@@ -9,6 +9,7 @@
 #include <iterator>
 #include <map>
 #include <string>
+#include <sys/stat.h>
 #include <vector>
 
 #include "zuv/files/file_handle.h"
@@ -83,5 +84,21 @@ inline std::map<std::string, std::string> Tree(const std::string& root) {
   }
   return items;
 }
+
+/// Whether an item is at `path`; a symbolic link is not followed.
+inline bool Exists(const std::string& path) {
+  struct stat st;
+  return lstat(path.c_str(), &st) == 0;
+}
+
+/// A progress callback that counts its calls and answers false on call `stopAt` (0: never).
+struct CountingCallback {
+  int calls = 0;
+  int stopAt = 0;
+  static bool Call(void* data) {
+    auto* self = static_cast<CountingCallback*>(data);
+    return ++self->calls != self->stopAt;
+  }
+};
 
 }  // namespace zuv::testing

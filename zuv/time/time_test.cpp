@@ -49,8 +49,6 @@ TEST(TimeTest, SixtyFourBitFormSplitsIntoTheRecordAndBack) {
     uint16_t fraction;
   } rows[] = {{0x123456789ABCDEF0ULL, 0x1234, 0x56789ABC, 0xDEF0},
               {0, 0, 0, 0},
-              {0x10000, 0, 1, 0},
-              {0x0001000000000000ULL, 1, 0, 0},
               {0xFFFFFFFFFFFFFFFFULL, 0xFFFF, 0xFFFFFFFF, 0xFFFF}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.value);

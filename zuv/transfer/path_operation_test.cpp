@@ -3,7 +3,6 @@
 #include "zuv/transfer/path_operation.h"
 
 #include <string>
-#include <sys/stat.h>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -24,23 +23,10 @@ using zuv::platform::testing::ScopedReplacement;
 using zuv::platform::testing::ScratchFolder;
 using zuv::platform::testing::SnapshotTree;
 using zuv::platform::testing::WriteFile;
+using Callback = zuv::testing::CountingCallback;
+using zuv::testing::Exists;
 using zuv::testing::Text;
 using zuv::testing::Tree;
-
-// Counts calls, and answers false from call `stopAt` on (0: never).
-struct Callback {
-  int calls = 0;
-  int stopAt = 0;
-  static bool Call(void* data) {
-    auto* self = static_cast<Callback*>(data);
-    return ++self->calls != self->stopAt;
-  }
-};
-
-bool Exists(const std::string& path) {
-  struct stat st;
-  return lstat(path.c_str(), &st) == 0;
-}
 
 class PathOperationTest : public ::testing::Test {
  protected:
