@@ -9,7 +9,7 @@
 #include <iterator>
 #include <map>
 #include <string>
-#include <sys/stat.h>
+#include <system_error>
 #include <vector>
 
 #include "zuv/files/file_handle.h"
@@ -87,8 +87,8 @@ inline std::map<std::string, std::string> Tree(const std::string& root) {
 
 /// Whether an item is at `path`; a symbolic link is not followed.
 inline bool Exists(const std::string& path) {
-  struct stat st;
-  return lstat(path.c_str(), &st) == 0;
+  std::error_code error;
+  return std::filesystem::exists(std::filesystem::symlink_status(path, error));
 }
 
 /// A progress callback that counts its calls and answers false on call `stopAt` (0: never).

@@ -1,9 +1,8 @@
 #include "zuv/transfer/copy_move.h"
 
+#include <filesystem>
 #include <functional>
 #include <string>
-#include <sys/mount.h>
-#include <sys/stat.h>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -63,7 +62,7 @@ TEST(CopyMoveTest, MakeFilePathLimitsLengthsAndNeedsAnItem) {
   std::string folder = scratch.Path();
   while (folder.size() < 1000) {
     folder += "/" + std::string(std::min<size_t>(200, 1000 - folder.size() - 1), 'd');
-    ASSERT_EQ(mkdir(folder.c_str(), 0755), 0);
+    ASSERT_TRUE(std::filesystem::create_directory(folder));
   }
   ASSERT_EQ(folder.size(), 1000u);
   WriteFile(folder + "/" + std::string(22, 'n'));
@@ -141,7 +140,7 @@ TEST(CopyMoveTest, NamedVariantsCopyOrMoveAndReplaceAsTheirKindSays) {
     for (const Place place : {kFree, kTaken, kKept}) {
       SCOPED_TRACE(std::string(variant.name) + " place " + std::to_string(place));
       ScratchFolder scratch;
-      mkdir((scratch / "to").c_str(), 0755);
+      std::filesystem::create_directory(scratch / "to");
       WriteFile(scratch / "photo.jpg", "pixels");
       const std::string target = scratch / "to/new.jpg";
       if (place != kFree) WriteFile(target, "old");
@@ -168,9 +167,9 @@ TEST(CopyMoveTest, ReplacingAnItemThatHoldsTheSourceIsRefused) {
     if (variant.whenTaken != kZuvSuccess) continue;
     SCOPED_TRACE(variant.name);
     ScratchFolder scratch;
-    mkdir((scratch / "album").c_str(), 0755);
+    std::filesystem::create_directory(scratch / "album");
     WriteFile(scratch / "album/photo.jpg", "pixels");
-    symlink((scratch / "album").c_str(), (scratch / "link").c_str());
+    std::filesystem::create_directory_symlink(scratch / "album", scratch / "link");
     EXPECT_EQ(
         variant.call(PathOf(scratch / "link/photo.jpg"), PathOf(scratch.Path()), Text("album")),
         kZuvErrSubFolder);
@@ -180,7 +179,7 @@ TEST(CopyMoveTest, ReplacingAnItemThatHoldsTheSourceIsRefused) {
 
 TEST(CopyMoveTest, FolderChecksRefuseSamePathAndDestinationInside) {
   ScratchFolder scratch;
-  mkdir((scratch / "album").c_str(), 0755);
+  std::filesystem::create_directory(scratch / "album");
   const CZuvFilePath album = PathOf(scratch / "album");
   EXPECT_EQ(ZuvCopyFolderEx(album, album, Text("x"), nullptr, nullptr), kZuvErrSamePath);
   EXPECT_EQ(ZuvCopyFolder(album, PathOf(scratch / "album/sub"), Text("x"), nullptr),
@@ -223,7 +222,7 @@ TEST(CopyMoveTest, NullNameHasTwoMeanings) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     ScratchFolder scratch;
-    mkdir((scratch / "to").c_str(), 0755);
+    std::filesystem::create_directory(scratch / "to");
     WriteFile(scratch / "photo.jpg", "pixels");
     const std::string destination = c.destinationIsItem ? scratch / "to/copy.jpg" : scratch / "to";
     const std::string item = c.destinationIsItem ? destination : scratch / "to/photo.jpg";
@@ -328,10 +327,10 @@ TEST(CopyMoveTest, ForkCopyWritesOverWithoutTruncating) {
 // The second notice is for the second file: it stops the copy, and that file is not made.
 TEST(CopyMoveTest, CancelStopsAtTheNoticedPath) {
   ScratchFolder scratch;
-  mkdir((scratch / "album").c_str(), 0755);
+  std::filesystem::create_directory(scratch / "album");
   for (const char* name : {"a.jpg", "b.jpg", "c.jpg"})
     WriteFile(scratch / (std::string("album/") + name), name);
-  mkdir((scratch / "to").c_str(), 0755);
+  std::filesystem::create_directory(scratch / "to");
   Counter counter{0, 2};
   const CZuvStringData name = Text("copy");
   EXPECT_EQ(ZuvCopyFolderOverwriteEx(PathOf(scratch / "album"), PathOf(scratch / "to"), &name,
@@ -375,11 +374,13 @@ TEST(CopyMoveTest, FullVolumeIsDiskFullOnlyWhereWritable) {
       const std::string volume = scratch.MountTmpfs("full", "1m");
       ASSERT_FALSE(volume.empty());
       WriteFile(volume + "/filler", std::string(1 << 20, 'f'));  // as much as fits
-      mkdir((scratch / "album").c_str(), 0755);
+      std::filesystem::create_directory(scratch / "album");
       WriteFile(scratch / "album/photo.jpg", std::string(300000, 'p'));
-      if (lock != kWritable) chmod(volume.c_str(), 0555);
+      if (lock != kWritable) {
+        std::filesystem::permissions(volume, static_cast<std::filesystem::perms>(0555));
+      }
       if (lock == kReadOnlyMount) {
-        ASSERT_EQ(mount(nullptr, volume.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+        ASSERT_TRUE(ScratchFolder::RemountReadOnly(volume));
       }
       const ZuvResult result =
           c.call(PathOf(scratch / "album/photo.jpg"), PathOf(volume), Text("photo.jpg"));
@@ -419,7 +420,7 @@ TEST(CopyMoveTest, RandomTreesArriveWholeThroughTheVariants) {
   const std::string volume = scratch.MountTmpfs("other", "256m");
   ASSERT_FALSE(volume.empty());
   ASSERT_TRUE(MakeRandomTree(scratch / "tree", 1));
-  mkdir((scratch / "to").c_str(), 0755);
+  std::filesystem::create_directory(scratch / "to");
   const auto before = SnapshotTree(scratch / "tree");
   const CZuvStringData copy = Text("copy");
   EXPECT_EQ(ZuvCopyFolderOverwriteEx(PathOf(scratch / "tree"), PathOf(scratch / "to"), &copy,
@@ -436,8 +437,8 @@ TEST(CopyMoveTest, RandomTreesArriveWholeThroughTheVariants) {
 
 TEST(CopyMoveTest, RemoveFileRecursiveRemovesTreesButNotTheRoot) {
   ScratchFolder scratch;
-  mkdir((scratch / "a").c_str(), 0755);
-  mkdir((scratch / "a/b").c_str(), 0755);
+  std::filesystem::create_directory(scratch / "a");
+  std::filesystem::create_directory(scratch / "a/b");
   WriteFile(scratch / "a/b/f", "x");
   EXPECT_EQ(ZuvRemoveFileRecursive(PathOf(scratch / "a")), kZuvSuccess);
   EXPECT_FALSE(Exists(scratch / "a"));

@@ -178,6 +178,11 @@ class ScratchFolder {
     });
   }
 
+  /// Remounts the file system mounted at `point` read-only. False when the system refused.
+  static bool RemountReadOnly(const std::string& point) {
+    return mount(nullptr, point.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) == 0;
+  }
+
   /// Makes an ISO 9660 image of the folder `content` and mounts it on a folder `name`: read-only
   /// through a loop device where the kernel reads ISO 9660, else through FUSE (fuseiso, without
   /// its own mount list in $HOME, whose upkeep never ends after an unmount). Its path, or empty
