@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <cstring>
 #include <string_view>
-#include <type_traits>
 
 namespace zuv::strings_internal {
 
@@ -63,18 +62,13 @@ inline size_t RoomInPage(const void* p) {
   return kPageSize - reinterpret_cast<uintptr_t>(p) % kPageSize;
 }
 
-/// Reads `sizeof(Block)` bytes at `p` into `block`: a word, a vector of bytes, or a struct that
-/// holds an array of char. The caller makes sure that they lie within one page and that the first
-/// of them belongs to the string.
+/// Reads `sizeof(Block)` bytes at `p` into `block`, a word or a vector of bytes. The caller makes
+/// sure that they lie within one page and that the first of them belongs to the string.
 template <typename Block>
 __attribute__((no_sanitize("address", "thread"))) inline void LoadWithinPage(const char* p,
                                                                              Block& block) {
-  if constexpr (std::is_class_v<Block>) {
-    block = *reinterpret_cast<const Block*>(p);  // aligned to 1, and its bytes alias anything
-  } else {
-    typedef Block Unaligned __attribute__((aligned(1), may_alias));
-    block = *reinterpret_cast<const Unaligned*>(p);
-  }
+  typedef Block Unaligned __attribute__((aligned(1), may_alias));
+  block = *reinterpret_cast<const Unaligned*>(p);
 }
 
 }  // namespace zuv::strings_internal
