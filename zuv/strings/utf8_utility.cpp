@@ -4,7 +4,6 @@
 #include <bit>
 #include <cstring>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -25,6 +24,8 @@
 
 namespace ZuvMacStringUtility {
 namespace {
+
+using namespace zuv::strings_internal;
 
 // --- The byte family ---
 
@@ -71,72 +72,186 @@ const char* PassCharacters(const char* p, unsigned long n) {
 
 // The bytes utf8_length counts: below 0x80 or in 0xC2..0xF4. As a signed byte 0xC2 is -62, so
 // the first test takes ASCII and 0xC2..0xFF at once.
-bool StartsCountedCharacter(unsigned char byte) {
-  return static_cast<signed char>(byte) >= -62 && byte <= 0xF4;
+bool StartsCountedCharacter(char byte) {
+  return static_cast<signed char>(byte) >= -62 && static_cast<unsigned char>(byte) <= 0xF4;
 }
 
-// Byte-wide counters, one per lane, emptied before they can overflow, keep the loop in vector
-// registers.
-ZUV_VECTOR_CLONES int CountCharacterStarts(const unsigned char* bytes, int length) {
+// The high bit of each byte of `word` that utf8_length counts. Of the bytes from 0x80 up, those
+// are 0xC2..0xF4, whose low seven bits lie in 0x42..0x74.
+uint64_t CountedBytes(uint64_t word) {
+  const uint64_t low = word & ~kHighBits;
+  const uint64_t from42 = low + (0x80 - 0x42) * kOnes;
+  const uint64_t from75 = low + (0x80 - 0x75) * kOnes;
+  return (~word | (from42 & ~from75)) & kHighBits;
+}
+
+// The sum of the eight bytes of `word`.
+size_t SumOfBytes(uint64_t word) {
+  constexpr uint64_t kEvenBytes = 0x00FF00FF00FF00FFull;
+  const uint64_t pairs = (word & kEvenBytes) + (word >> 8 & kEvenBytes);
+  return static_cast<size_t>(pairs * 0x0001000100010001ull >> 48);
+}
+
+// Adds to `count` the counted bytes of the aligned word at `word`, leaving out those before `s`
+// and from the first 0 byte on. Returns the offset of that 0 byte in the word, or 8. Part of
+// CountCharacterStarts, and kept out of the sanitizers' view with it: the address sanitizer would
+// otherwise mark the scope of the word in a frame that it does not clean up.
+[[gnu::always_inline]] __attribute__((no_sanitize("address", "thread"))) inline size_t CountInWord(
+    const char* word, const char* s, size_t& count) {
+  uint64_t bytes;
+  LoadWithinPage(word, bytes);
+  // Eight ASCII bytes, none of them 0: subtracting 1 from each borrows from none.
+  if (s <= word && (((bytes - kOnes) | bytes) & kHighBits) == 0) {
+    count += 8;
+    return 8;
+  }
+  uint64_t lanes = s > word ? ~uint64_t{0} << 8 * (s - word) : ~uint64_t{0};
+  const uint64_t zeros = ZeroBytes(bytes) & lanes;
+  if (zeros != 0) lanes &= (zeros & (0 - zeros)) - 1;
+  count += SumOfBytes((CountedBytes(bytes) & lanes) >> 7);
+  return zeros != 0 ? static_cast<size_t>(std::countr_zero(zeros)) / 8 : 8;
+}
+
+struct CountedString {
+  size_t bytes;       // before the terminator
+  size_t characters;  // the bytes utf8_length counts among them
+};
+
+// One pass that finds the terminator and counts on the way. It reads aligned words up to the
+// first 1024-byte boundary, then aligned blocks of 1 KiB until one holds the terminator, and
+// that block a word at a time again. The block loops are left to the vectorizer; byte-wide
+// counters, one per lane, emptied before they can overflow, keep them in vector registers.
+//
+// A block is read whole before it is known to hold the terminator. That is safe: an aligned block
+// lies within one page (pages are multiples of 4096 bytes), and its first byte belongs to the
+// string, so the page is mapped. The sanitizers check reads against the string rather than the
+// page, so this function is kept out of their view.
+ZUV_VECTOR_CLONES __attribute__((no_sanitize("address", "thread"))) CountedString
+CountCharacterStarts(const char* s) {
   constexpr int kLanes = 64;
-  constexpr int kRowsPerFlush = 255;
-  int count = 0;
-  int i = 0;
-  while (length - i >= kLanes) {
+  constexpr size_t kBlock = 16 * kLanes;
+  constexpr int kBlocksPerFlush = 255 / (kBlock / kLanes);
+  size_t count = 0;
+  const char* p = s - reinterpret_cast<uintptr_t>(s) % 8;
+  for (; p < s || reinterpret_cast<uintptr_t>(p) % kBlock != 0; p += 8) {
+    const size_t end = CountInWord(p, s, count);
+    if (end < 8) return {static_cast<size_t>(p + end - s), count};
+  }
+  for (bool ended = false; !ended;) {
     unsigned char lanes[kLanes] = {};
-    const int rows = std::min((length - i) / kLanes, kRowsPerFlush);
-    for (int row = 0; row < rows; ++row, i += kLanes) {
-      for (int lane = 0; lane < kLanes; ++lane)
-        lanes[lane] += StartsCountedCharacter(bytes[i + lane]);
+    for (int blocks = 0; blocks < kBlocksPerFlush; ++blocks, p += kBlock) {
+      unsigned char least = 0xFF;
+      for (size_t i = 0; i < kBlock; ++i) least = std::min(least, static_cast<unsigned char>(p[i]));
+      if (least == 0) {
+        ended = true;
+        break;
+      }
+#pragma GCC unroll 16
+      for (size_t row = 0; row < kBlock; row += kLanes) {
+        for (int lane = 0; lane < kLanes; ++lane)
+          lanes[lane] += StartsCountedCharacter(p[row + lane]);
+      }
     }
     for (const unsigned char laneCount : lanes) count += laneCount;
   }
-  // The rest, and short strings such as paths, eight bytes at a time where they are ASCII.
-  for (; length - i >= 8; i += 8) {
-    using zuv::strings_internal::kHighBits, zuv::strings_internal::Load8;
-    if ((Load8(reinterpret_cast<const char*>(bytes + i)) & kHighBits) == 0) {
-      count += 8;
-    } else {
-      for (int k = 0; k < 8; ++k) count += StartsCountedCharacter(bytes[i + k]);
-    }
+  for (;; p += 8) {
+    const size_t end = CountInWord(p, s, count);
+    if (end < 8) return {static_cast<size_t>(p + end - s), count};
   }
-  for (; i < length; ++i) count += StartsCountedCharacter(bytes[i]);
-  return count;
 }
 
 // --- The platform family ---
 
 // ASCII text is its own UTF-16 form, one unit per byte, and its simple case folding is A-Z to
-// a-z. So when both sides are ASCII, which paths and names mostly are, the platform comparisons
+// a-z. So where both sides are ASCII, which paths and names mostly are, the platform comparisons
 // need no decoding: they compare the bytes.
-using namespace zuv::strings_internal;
 
-// The comparison of the first `limitA` bytes of `a` with the first `limitB` bytes of `b` (each
-// clipped to its length), when both whole strings are ASCII; nothing otherwise, and then the
-// caller decodes. Words are compared until the first that differs; the rest is only checked for
-// ASCII.
-std::optional<int> CompareIfAscii(const char* a, const char* b, size_t limitA, size_t limitB,
-                                  bool ignoreCase) {
-  if (a == nullptr || b == nullptr) return std::nullopt;
-  const size_t lengthA = std::strlen(a), lengthB = std::strlen(b);
-  const size_t sizeA = std::min(lengthA, limitA), sizeB = std::min(lengthB, limitB);
-  const size_t common = std::min(sizeA, sizeB);
-  uint64_t high = 0;
+// The length of the prefix on which `a` and `b` agree and are ASCII: the offset of the first byte
+// that is 0, from 0x80 up, or different in the two strings (after A-Z is folded to a-z when
+// `kIgnoreCase`). Compares 16 bytes at a time, reading ahead of the terminators only within a
+// page.
+template <bool kIgnoreCase>
+size_t AgreeingAsciiPrefix(const char* a, const char* b) {
+  using Block = signed char __attribute__((vector_size(16)));
+  using Unsigned = unsigned char __attribute__((vector_size(16)));
+  using Halves = uint64_t __attribute__((vector_size(16)));
+  constexpr size_t kBlock = sizeof(Block);
   size_t i = 0;
-  for (; i + 8 <= common; i += 8) {
-    const uint64_t wordA = Load8(a + i), wordB = Load8(b + i);
-    high |= wordA | wordB;
-    if (wordA != wordB && (!ignoreCase || FoldAsciiWord(wordA) != FoldAsciiWord(wordB))) break;
+  for (;;) {
+    const size_t pageEnd = i + std::min(RoomInPage(a + i), RoomInPage(b + i));
+    for (; i + kBlock <= pageEnd; i += kBlock) {
+      Block x, y;
+      LoadWithinPage(a + i, x);
+      LoadWithinPage(b + i, y);
+      Block same = x == y;
+      if constexpr (kIgnoreCase) {  // or differ only in 0x20, and are a letter
+        const Unsigned fromA = reinterpret_cast<Unsigned>(x | 0x20) - 'a';
+        same |= ((x ^ y) == 0x20) & (fromA < 26);
+      }
+      // Where the strings agree, a byte that is 0 or from 0x80 up is so in both.
+      const Halves stop = reinterpret_cast<Halves>(~same | (x <= 0));
+      if ((stop[0] | stop[1]) != 0) {
+        return i + static_cast<size_t>(stop[0] != 0 ? std::countr_zero(stop[0])
+                                                    : 64 + std::countr_zero(stop[1])) /
+                       8;
+      }
+    }
+    // The bytes before the nearer page end, one at a time.
+    for (; i < pageEnd; ++i) {
+      const char x = kIgnoreCase ? FoldAscii(a[i]) : a[i];
+      const char y = kIgnoreCase ? FoldAscii(b[i]) : b[i];
+      if (x != y || x <= 0) return i;
+    }
   }
-  if (((high & kHighBits) | HighBits({a + i, lengthA - i}) | HighBits({b + i, lengthB - i})) != 0) {
-    return std::nullopt;
+}
+
+// Whether a string whose first `prefix` bytes are ASCII, followed by `rest`, is text the platform
+// reads.
+bool IsPlatformTextAfterAscii(size_t prefix, const char* rest) {
+  // A string agrees with itself up to its first byte that is 0 or not ASCII.
+  const size_t ascii = AgreeingAsciiPrefix<false>(rest, rest);
+  if (rest[ascii] == 0) return true;
+  const std::string_view tail(rest + ascii);
+  return prefix + ascii + tail.size() <= INT32_MAX && zuv::platform::IsWellFormedUtf8(tail);
+}
+
+// What CompareIfAscii answers when the caller must decode. Not an optional<int>: packing one
+// into a register to return it costs more than the whole comparison of a short path.
+constexpr int kUndecided = 2;
+
+// The comparison of the first `limitA` units of `a` with the first `limitB` units of `b` (each
+// clipped to its length), when it can be decided on the ASCII prefix on which they agree;
+// kUndecided otherwise, and then the caller decodes. The strings are only checked for
+// well-formedness after that prefix, and only once the answer is known there.
+int CompareIfAscii(const char* a, const char* b, size_t limitA, size_t limitB, bool ignoreCase) {
+  if (a == nullptr || b == nullptr) return kUndecided;
+  const size_t agree =
+      ignoreCase ? AgreeingAsciiPrefix<true>(a, b) : AgreeingAsciiPrefix<false>(a, b);
+  const size_t at = std::min({agree, limitA, limitB});
+  const bool moreA = at < limitA && a[at] != 0;
+  const bool moreB = at < limitB && b[at] != 0;
+  int order;
+  if (!moreA || !moreB) {
+    order = moreA ? 1 : moreB ? -1 : 0;
+  } else {
+    // Both go on at `at`, so there they differ or one is not ASCII.
+    const auto x = static_cast<unsigned char>(ignoreCase ? FoldAscii(a[at]) : a[at]);
+    const auto y = static_cast<unsigned char>(ignoreCase ? FoldAscii(b[at]) : b[at]);
+    if (x < 0x80 && y < 0x80) {
+      order = x < y ? -1 : 1;
+    } else if (x < 0x80 || y < 0x80) {
+      // A longer form is one unit from 0x80 up, or two, beginning with one from 0xD800 up: so it
+      // comes after any ASCII unit. Folding could make it ASCII (U+212A KELVIN SIGN is k).
+      if (ignoreCase) return kUndecided;
+      order = x < 0x80 ? -1 : 1;
+    } else {
+      return kUndecided;
+    }
   }
-  for (; i < common; ++i) {
-    const char x = ignoreCase ? FoldAscii(a[i]) : a[i];
-    const char y = ignoreCase ? FoldAscii(b[i]) : b[i];
-    if (x != y) return x < y ? -1 : 1;
-  }
-  return sizeA < sizeB ? -1 : sizeA > sizeB ? 1 : 0;
+  // Text that is not well-formed counts as empty, which may change the answer.
+  const bool wellFormed = (a[at] == 0 || IsPlatformTextAfterAscii(at, a + at)) &&
+                          (b[at] == 0 || IsPlatformTextAfterAscii(at, b + at));
+  return wellFormed ? order : kUndecided;
 }
 
 constexpr size_t kWhole = static_cast<size_t>(-1);
@@ -182,9 +297,12 @@ int utf8_encode(wchar_t c, char* out) {
 
 int utf8_length(const char* s) {
   if (s == nullptr) return 0;
-  // The byte count is taken as a signed 32-bit length.
-  return CountCharacterStarts(reinterpret_cast<const unsigned char*>(s),
-                              static_cast<int>(std::strlen(s)));
+  const CountedString counted = CountCharacterStarts(s);
+  if (counted.bytes <= INT32_MAX) return static_cast<int>(counted.characters);
+  // The byte count is taken as a signed 32-bit length: beyond 2 GiB it wraps, and only that many
+  // bytes, if any, are counted.
+  const auto length = static_cast<int32_t>(counted.bytes);
+  return length <= 0 ? 0 : static_cast<int>(std::count_if(s, s + length, StartsCountedCharacter));
 }
 
 CZuvStringData utf8_mid(const CZuvStringData& s, unsigned long start, unsigned long count) {
@@ -196,7 +314,8 @@ CZuvStringData utf8_mid(const CZuvStringData& s, unsigned long start, unsigned l
 }
 
 int utf8_cmp(const char* a, const char* b) {
-  if (const auto ascii = CompareIfAscii(a, b, kWhole, kWhole, false)) return *ascii;
+  if (const int ascii = CompareIfAscii(a, b, kWhole, kWhole, false); ascii != kUndecided)
+    return ascii;
   const Utf16Text unitsA(a);
   const Utf16Text unitsB(b);
   // Text that does not make a platform string is not compared at all.
@@ -205,17 +324,18 @@ int utf8_cmp(const char* a, const char* b) {
 }
 
 int utf8_cmpi(const char* a, const char* b) {
-  if (const auto ascii = CompareIfAscii(a, b, kWhole, kWhole, true)) return *ascii;
+  if (const int ascii = CompareIfAscii(a, b, kWhole, kWhole, true); ascii != kUndecided)
+    return ascii;
   return zuv::platform::CompareUnits(Utf16Text(a).Units(), Utf16Text(b).Units(), true);
 }
 
 int utf8_cmpn(const char* a, const char* b, unsigned long n) {
-  if (const auto ascii = CompareIfAscii(a, b, n, kWhole, false)) return *ascii;
+  if (const int ascii = CompareIfAscii(a, b, n, kWhole, false); ascii != kUndecided) return ascii;
   return zuv::platform::CompareUnits(Utf16Text(a).Prefix(n), Utf16Text(b).Units(), false);
 }
 
 int utf8_cmpni(const char* a, const char* b, unsigned long n) {
-  if (const auto ascii = CompareIfAscii(a, b, n, n, true)) return *ascii;
+  if (const int ascii = CompareIfAscii(a, b, n, n, true); ascii != kUndecided) return ascii;
   return zuv::platform::CompareUnits(Utf16Text(a).Prefix(n), Utf16Text(b).Prefix(n), true);
 }
 

@@ -1,10 +1,12 @@
 #include "zuv/strings/utf8_utility.h"
 
 #include <climits>
+#include <cstring>
 #include <optional>
 #include <random>
 #include <string>
 #include <tuple>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -83,6 +85,28 @@ TEST(Utf8Utility, LengthCountsAsciiAndLeadBytesC2ToF4) {
   }
 }
 
+// The count is made in one pass of aligned words and blocks: every start alignment, and ends on
+// each side of word and block boundaries, must count the same as byte by byte.
+TEST(Utf8Utility, LengthIsTheSameAtEveryAlignmentAndEnd) {
+  std::vector<char> buffer(3 * 4096);
+  char* const page = buffer.data() + 4096 - reinterpret_cast<uintptr_t>(buffer.data()) % 4096;
+  for (size_t i = 0; i < 2 * 4096; ++i) page[i] = static_cast<char>(i * 7 % 255 + 1);
+  for (const size_t start : {0, 1, 7, 8, 9, 63, 64, 65, 255, 256, 257, 511, 512, 513, 4090}) {
+    for (const size_t length : {0, 1, 7, 8, 9, 60, 63, 64, 65, 511, 512, 513, 1500, 3000}) {
+      char* const text = page + start;
+      const char kept = text[length];
+      text[length] = 0;
+      int expected = 0;
+      for (size_t i = 0; i < length; ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        expected += byte < 0x80 || (byte >= 0xC2 && byte <= 0xF4);
+      }
+      EXPECT_EQ(utf8_length(text), expected) << start << " " << length;
+      text[length] = kept;
+    }
+  }
+}
+
 // Unlike utf8_length, 0xC0 and 0xFF start characters, and byte 0 starts one whatever it is.
 TEST(Utf8Utility, MidCutsWhereEveryNonContinuationByteStartsACharacter) {
   // The piece, or null for an empty string without value.
@@ -127,8 +151,8 @@ TEST(Utf8Utility, CmpiIdComparesIdentifiers) {
   for (const auto& [a, b, result] : cases) EXPECT_EQ(utf8_cmpi_id(a, b), result) << a << "?" << b;
 }
 
-// ASCII text is left to AsciiComparisonsAgreeWithDecodedOnes. Code-unit order puts U+FFFD after
-// U+1F600. Malformed text: utf8_cmp answers 0, utf8_cmpi takes it as empty.
+// Mixed text at random is left to ComparisonsAgreeWithDecodedOnes. Code-unit order puts U+FFFD
+// after U+1F600. Malformed text: utf8_cmp answers 0, utf8_cmpi takes it as empty.
 TEST(Utf8Utility, CmpComparesUtf16Units) {
   // clang-format off
   const std::tuple<const char*, const char*, int, int> cases[] = {
@@ -164,35 +188,70 @@ TEST(Utf8Utility, ComparisonsOfTextLongerThanTheStackBuffersGiveTheSameAnswers) 
   EXPECT_EQ(TextOf(utf8_strreverse(lower.c_str(), "x\xC3\xA9")), "x\xC3\xA9");
 }
 
-// ASCII text is compared without decoding; the answers must be those of the decoded comparison,
-// also around the edges of A-Z and at every position of an eight-byte word.
-TEST(Utf8Utility, AsciiComparisonsAgreeWithDecodedOnes) {
+// The comparisons decide on the ASCII prefix the two strings share, and look at the rest only
+// for well-formedness; the answers must be those of the comparison of the decoded units, where
+// malformed text is not compared (utf8_cmp) or counts as empty. Differences and non-ASCII or
+// malformed bytes fall at every offset, around the edges of A-Z, and across a page boundary.
+TEST(Utf8Utility, ComparisonsAgreeWithDecodedOnes) {
   std::mt19937 random(7);
-  const std::string alphabet = "@AZ[`az{09/._-";
-  auto make = [&](size_t length) {
+  const std::vector<std::string> pieces = {"@",
+                                           "A",
+                                           "Z",
+                                           "[",
+                                           "`",
+                                           "a",
+                                           "z",
+                                           "{",
+                                           "0",
+                                           "/",
+                                           ".",
+                                           "_",
+                                           "\xC3\xA9",
+                                           "\xC3\x89",
+                                           "\xE2\x84\xAA",
+                                           "k",
+                                           "\xF0\x9F\x98\x80",
+                                           "\xEF\xBF\xBD",
+                                           "\xC3",
+                                           "\xFF"};
+  auto make = [&](size_t length, bool ascii) {
     std::string text;
-    for (size_t i = 0; i < length; ++i) text += alphabet[random() % alphabet.size()];
+    while (text.size() < length) text += pieces[random() % (ascii ? 12 : pieces.size())];
     return text;
+  };
+  // Each side a few bytes short of the end of a page of its own, so that the comparisons step
+  // over the edge.
+  std::vector<char> pages(4 * 4096);
+  char* const base = pages.data() + 4096 - reinterpret_cast<uintptr_t>(pages.data()) % 4096;
+  auto nearEdge = [&](const std::string& text, size_t side) {
+    char* const at = base + (side + 1) * 4096 - 1 - random() % 20;
+    std::memcpy(at, text.c_str(), text.size() + 1);
+    return at;
   };
   auto decoded = [](const std::string& text) {
     std::u16string units;
-    EXPECT_TRUE(zuv::platform::DecodeUtf8(text, &units));
-    return units;
+    const bool wellFormed = zuv::platform::DecodeUtf8(text, &units);
+    return std::pair(wellFormed, units);
   };
-  for (int round = 0; round < 3000; ++round) {
-    const std::string a = make(random() % 20);
-    std::string b = a.substr(0, random() % (a.size() + 1)) + make(random() % 4);
+  for (int round = 0; round < 6000; ++round) {
+    const std::string a = make(random() % 40, round % 2 == 0);
+    std::string b = a.substr(0, random() % (a.size() + 1)) + make(random() % 6, round % 4 == 1);
     if (round % 3 == 0 && !b.empty()) b[random() % b.size()] ^= 0x20;  // flip case or punctuation
-    const unsigned long n = random() % 22;
-    SCOPED_TRACE("a=\"" + a + "\" b=\"" + b + "\" n=" + std::to_string(n));
-    const std::u16string ua = decoded(a), ub = decoded(b);
-    EXPECT_EQ(zuv::platform::CompareUnits(ua, ub, false), utf8_cmp(a.c_str(), b.c_str()));
-    EXPECT_EQ(zuv::platform::CompareUnits(ua, ub, true), utf8_cmpi(a.c_str(), b.c_str()));
-    EXPECT_EQ(zuv::platform::CompareUnits(std::u16string_view(ua).substr(0, n), ub, false),
-              utf8_cmpn(a.c_str(), b.c_str(), n));
-    EXPECT_EQ(zuv::platform::CompareUnits(std::u16string_view(ua).substr(0, n),
-                                          std::u16string_view(ub).substr(0, n), true),
-              utf8_cmpni(a.c_str(), b.c_str(), n));
+    const unsigned long n = random() % 44;
+    SCOPED_TRACE(testing::Message()
+                 << testing::PrintToString(a) << " ? " << testing::PrintToString(b) << " n=" << n);
+    const auto [validA, ua] = decoded(a);
+    const auto [validB, ub] = decoded(b);
+    const std::u16string_view va = validA ? ua : std::u16string_view();
+    const std::u16string_view vb = validB ? ub : std::u16string_view();
+    const bool atEdge = round % 5 == 0;
+    const char* pa = atEdge ? nearEdge(a, 0) : a.c_str();
+    const char* pb = atEdge ? nearEdge(b, 1) : b.c_str();
+    EXPECT_EQ(validA && validB ? zuv::platform::CompareUnits(ua, ub, false) : 0, utf8_cmp(pa, pb));
+    EXPECT_EQ(zuv::platform::CompareUnits(va, vb, true), utf8_cmpi(pa, pb));
+    EXPECT_EQ(zuv::platform::CompareUnits(va.substr(0, n), vb, false), utf8_cmpn(pa, pb, n));
+    EXPECT_EQ(zuv::platform::CompareUnits(va.substr(0, n), vb.substr(0, n), true),
+              utf8_cmpni(pa, pb, n));
   }
 }
 

@@ -1,8 +1,10 @@
 // Eight bytes at a time: loading, finding a byte, and folding A-Z to a-z in one 64-bit word. Byte
-// k of a loaded word is the byte at offset k (little-endian order).
+// k of a loaded word is the byte at offset k (little-endian order). Also the reads that run ahead
+// of a terminator not yet found.
 #pragma once
 
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <string_view>
@@ -44,5 +46,29 @@ inline uint64_t HighBits(std::string_view text) {
 }
 
 inline bool IsAscii(std::string_view text) { return HighBits(text) == 0; }
+
+// --- Reading a 0-terminated string ahead of its terminator.
+//
+// Memory is mapped a page at a time, and pages are 4096 bytes or a multiple of that. So a read
+// that stays within one 4096-byte page, and takes at least one byte of the string, cannot fault,
+// whatever it takes after the terminator. The bytes after the terminator are never used. The
+// sanitizers check reads against the object rather than the page, so such reads are made here
+// alone, out of their view.
+
+constexpr size_t kPageSize = 4096;
+
+/// The bytes from `p` to the end of its page.
+inline size_t RoomInPage(const void* p) {
+  return kPageSize - reinterpret_cast<uintptr_t>(p) % kPageSize;
+}
+
+/// Reads `sizeof(Block)` bytes at `p` into `block`, a word or a vector of bytes. The caller makes
+/// sure that they lie within one page and that the first of them belongs to the string.
+template <typename Block>
+__attribute__((no_sanitize("address", "thread"))) inline void LoadWithinPage(const char* p,
+                                                                             Block& block) {
+  typedef Block Unaligned __attribute__((aligned(1), may_alias));
+  block = *reinterpret_cast<const Unaligned*>(p);
+}
 
 }  // namespace zuv::strings_internal
