@@ -57,11 +57,7 @@ std::string ZuvToolPathText(const CZuvFilePath& path) {
 }
 
 std::string_view ZuvToolLastComponent(std::string_view path) {
-  const size_t end = path.find_last_not_of('/');
-  if (end == std::string_view::npos) return {};
-  const size_t slash = path.rfind('/', end);
-  const size_t start = slash == std::string_view::npos ? 0 : slash + 1;
-  return path.substr(start, end + 1 - start);
+  return zuv::paths_internal::LastComponent(zuv::paths_internal::WithoutTrailingSlashes(path));
 }
 
 // As rm does: such a path names a folder by way of another item, and the kernel and a reader may

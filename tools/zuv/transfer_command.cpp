@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "tools/zuv/command.h"
+#include "zuv/paths/internal/path_text.h"
 #include "zuv/transfer/copy_move.h"
 #include "zuv/transfer/result.h"
 
@@ -50,7 +51,7 @@ struct Item {
   std::string folder;  // of the new item
   std::string name;    // of the new item
   uint64_t items = 0;  // the source and everything in it
-  std::string Target() const { return folder == "/" ? "/" + name : folder + "/" + name; }
+  std::string Target() const { return zuv::paths_internal::JoinPath(folder, name); }
 };
 
 bool Exists(const std::string& path) {
@@ -227,8 +228,7 @@ int Run(const Operation& operation, const std::vector<std::string>& arguments) {
       continue;
     }
     if (intoFolder) {
-      const size_t end = destination->find_last_not_of('/');
-      item.folder = end == std::string::npos ? "/" : destination->substr(0, end + 1);
+      item.folder = zuv::paths_internal::WithoutTrailingSlashes(*destination);
       item.name = ZuvToolLastComponent(item.source);
     } else {
       const std::string_view last = ZuvToolLastComponent(*destination);
@@ -237,9 +237,8 @@ int Run(const Operation& operation, const std::vector<std::string>& arguments) {
                                 "names no new item");
         continue;
       }
-      const size_t end = destination->find_last_not_of('/');
-      const size_t slash = destination->rfind('/', end);
-      item.folder = slash == 0 ? "/" : destination->substr(0, slash);
+      item.folder =
+          zuv::paths_internal::FolderOf(zuv::paths_internal::WithoutTrailingSlashes(*destination));
       item.name = last;
     }
     if (!replace && Exists(item.Target())) {

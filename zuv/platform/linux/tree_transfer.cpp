@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <string>
+#include <string_view>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "zuv/files/internal/file_text.h"
+#include "zuv/paths/internal/path_text.h"
 #include "zuv/platform/file_system.h"
 
 namespace zuv::platform {
@@ -56,12 +58,11 @@ struct Place {
   std::string name;
 };
 
-Place PlaceOf(std::string path) {
-  while (path.size() > 1 && path.back() == '/') path.pop_back();
-  const size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return {".", path};
-  if (path == "/") return {"/", ""};
-  return {slash == 0 ? "/" : path.substr(0, slash), path.substr(slash + 1)};
+Place PlaceOf(std::string_view path) {
+  path = paths_internal::WithoutTrailingSlashes(path);
+  if (path.find('/') == std::string_view::npos) return {".", std::string(path)};
+  return {std::string(paths_internal::FolderOf(path)),
+          std::string(paths_internal::LastComponent(path))};
 }
 
 int OpenFolder(const std::string& path, Descriptor* out) {
