@@ -23,9 +23,7 @@ struct CopyCase {
 // bufferSize was written.
 void ExpectCopies(std::string_view encoding, std::initializer_list<CopyCase> cases) {
   if (zuv::platform::SystemEncodingName() != encoding) {
-    GTEST_SKIP() << "needs the system encoding " << encoding << " (LC_ALL of a locale that has it, "
-                 << "installed with localedef); this process runs under "
-                 << zuv::platform::SystemEncodingName();
+    GTEST_SKIP() << "needs the system encoding " << encoding << " (LC_ALL of a locale that has it)";
   }
   for (const CopyCase& c : cases) {
     char buffer[16];
@@ -39,20 +37,15 @@ void ExpectCopies(std::string_view encoding, std::initializer_list<CopyCase> cas
 }
 
 TEST(LossyCopyTest, Latin1) {
-  ExpectCopies("ISO-8859-1", {
-                                 {"é", 2, '?', "\xE9"},
-                                 {"é", 1, '?', ""},  // written, then overwritten by the 0
-                                 {"a€b", 8, '?', "a?b"},
-                                 {"a€b", 8, '\0', "a"},
-                                 {"a\xFF", 8, '?', ""},  // not UTF-8: empty
-                             });
+  ExpectCopies("ISO-8859-1", {{"é", 1, '?', ""},  // written, then overwritten by the 0
+                              {"a€b", 8, '?', "a?b"},
+                              {"a€b", 8, '\0', "a"},
+                              {"a\xFF", 8, '?', ""}});  // not UTF-8: empty
 }
 
 TEST(LossyCopyTest, EucJp) {
-  ExpectCopies("EUC-JP", {
-                             {"a日", 2, '?', "a"},      // the two-byte character does not fit whole
-                             {"a日", 3, '?', "a\xC6"},  // it fits, and the 0 then cuts it
-                         });
+  ExpectCopies("EUC-JP", {{"a日", 2, '?', "a"},        // the two-byte character does not fit whole
+                          {"a日", 3, '?', "a\xC6"}});  // it fits, and the 0 then cuts it
 }
 
 TEST(LossyCopyTest, AnyEncodingLeavesAnEmptyBufferAlone) {
