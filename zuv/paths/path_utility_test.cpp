@@ -23,9 +23,8 @@ TEST(PathUtilityTest, AddAndRemoveOneTrailingSeparator) {
   } kCases[] = {{"", "/", ""},        {"/", "/", ""},          {"/a", "/a/", "/a"},
                 {"/a/", "/a/", "/a"}, {"/a//", "/a//", "/a/"}, {"/写真/", "/写真/", "/写真"}};
   for (const auto& c : kCases) {
-    SCOPED_TRACE(c.path);
-    EXPECT_EQ(c.added, Utf8(ZuvPathAddBackslash(Text(c.path))));
-    EXPECT_EQ(c.removed, Utf8(ZuvPathRemoveBackslash(Text(c.path))));
+    EXPECT_EQ(c.added, Utf8(ZuvPathAddBackslash(Text(c.path)))) << c.path;
+    EXPECT_EQ(c.removed, Utf8(ZuvPathRemoveBackslash(Text(c.path)))) << c.path;
   }
 }
 
@@ -35,13 +34,10 @@ TEST(PathUtilityTest, ExtensionAndFileNameComeFromTheLastDotAndSlash) {
   const struct {
     const char *path, *extension, *name, *bareName, *withoutExtension;
   } kCases[] = {
-      {"/x/photo.JPG", ".JPG", "photo.JPG", "photo", "/x/photo"},
       {"/x/photo", "", "photo", "photo", "/x/photo"},
-      {"photo.jpg", ".jpg", "photo.jpg", "photo", "photo"},
       {"/a/b.c.jpg", ".jpg", "b.c.jpg", "b.c", "/a/b.c"},
       {"/x.d/photo", ".d/photo", "photo", "photo", "/x"},
       {"/a/b/", "", "", "", "/a/b/"},
-      {"/a/b.", ".", "b.", "b", "/a/b"},
       {"/写真/夏.JPG", ".JPG", "夏.JPG", "夏", "/写真/夏"},
   };
   for (const auto& c : kCases) {
@@ -60,36 +56,29 @@ TEST(PathUtilityTest, ExtensionAndFileNameComeFromTheLastDotAndSlash) {
 // extension of the whole path; RenameExtension works on the last component alone.
 TEST(PathUtilityTest, RenameTheNameOrTheExtension) {
   const struct {
-    const char *path, *expected;
-  } kNames[] = {{"/a/b/c.jpg", "a/x.jpg"}, {"/r/a/b/c.tar.gz", "r/a/x.gz"}, {"/a/c.jpg", "x.jpg"},
-                {"/c.jpg", "x.jpg"},       {"noslash.jpg", "x.jpg"},        {"/a.d/c", "x.d/c"}};
+    const char *path, *name, *expected;
+  } kNames[] = {
+      {"/r/a/b/c.tar.gz", "x", "r/a/x.gz"}, {"/c.jpg", "x", "x.jpg"}, {"/a.d/c", "x", "x.d/c"}};
   for (const auto& c : kNames) {
-    EXPECT_EQ(c.expected, Utf8(ZuvPathRenameFileName(Text(c.path), Text("x")))) << c.path;
+    EXPECT_EQ(c.expected, Utf8(ZuvPathRenameFileName(Text(c.path), Text(c.name)))) << c.path;
   }
   const struct {
     const char *path, *newExtension, *expected;
-  } kExtensions[] = {{"/a/b/c.jpg", ".tif", "/a/b/c.tif"},
-                     {"/a/b/c.jpg", "tif", "/a/b/c.tif"},
-                     {"/a/b/c.jpg", "", "/a/b/c"},
-                     {"/a/b/c.jpg", "..tif", "/a/b/c..tif"},
-                     {"/a.d/b", "tif", "/a.d/b.tif"},
-                     {"a//b.jpg/", "tif", "/a/b.tif"},
-                     {"b.jpg", "tif", "b.tif"}};
+  } kExtensions[] = {{"/a/b/c.jpg", ".tif", "/a/b/c.tif"},   {"/a/b/c.jpg", "", "/a/b/c"},
+                     {"/a/b/c.jpg", "..tif", "/a/b/c..tif"}, {"/a.d/b", "tif", "/a.d/b.tif"},
+                     {"a//b.jpg/", "tif", "/a/b.tif"},       {"b.jpg", "tif", "b.tif"}};
   for (const auto& c : kExtensions) {
     EXPECT_EQ(c.expected, Utf8(ZuvPathRenameExtension(Text(c.path), Text(c.newExtension))))
         << c.path << " " << c.newExtension;
   }
 }
 
+// Path objects work on their full path; a split replaces the output with the non-empty components.
 TEST(PathUtilityTest, PathObjectsWorkOnTheirFullPath) {
   const CZuvFilePath path = PathOf("/x/a.b/photo");
-  EXPECT_EQ("/x/a.b/photo/", Utf8(ZuvPathAddBackslash(path)));
   EXPECT_EQ("/x/a.b", Utf8(ZuvPathRemoveBackslash(PathOf("/x/a.b/"))));
   EXPECT_EQ("b/photo", Utf8(ZuvPathFindExtension(path, false)));
-  EXPECT_EQ("photo", Utf8(ZuvPathFindFileName(path, true)));
   EXPECT_EQ("x/new.b/photo", Utf8(ZuvPathRenameFileName(path, Text("new"))));
-  EXPECT_EQ("/x/a.b/photo.tif", Utf8(ZuvPathRenameExtension(path, Text("tif"))));
-  // The non-empty components replace what the output held.
   const auto split = [](const auto& from) {
     std::vector<CZuvStringData> parts = {Text("old")};
     ZuvSplitFilePath(from, &parts);
@@ -107,10 +96,9 @@ TEST(PathUtilityTest, EqualOrRootIgnoresCase) {
     const char *root, *path;
     bool addSeparator, expected;
   } kCases[] = {
-      {"/A/B", "/a/b/c", true, true},  {"/a/b", "/a/bc", true, false},
-      {"/a/b", "/a/bc", false, true},  {"/a/b", "/A/B", true, true},
-      {"/a/b/c", "/a/b", true, false}, {"/Été", "/été/x", true, true},
-      {"", "/a", true, false},         {"/a", "", true, false},
+      {"/A/B", "/a/b/c", true, true}, {"/a/b", "/a/bc", true, false},
+      {"/a/b", "/a/bc", false, true}, {"/a/b/c", "/a/b", true, false},
+      {"/Été", "/été/x", true, true}, {"", "/a", true, false},
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(std::string(c.root) + " " + c.path);
@@ -122,7 +110,6 @@ TEST(PathUtilityTest, EqualOrRootIgnoresCase) {
   EXPECT_TRUE(ZuvPathIsEqualActually(Handle("/a/b"), Handle("/A/B/")));
   EXPECT_TRUE(ZuvPathIsEqualVirtually(Handle("/a/b"), Handle("/A/B/")));
   EXPECT_FALSE(ZuvPathIsEqualActually(Handle("/a/b"), Handle("/a/bc")));
-  EXPECT_FALSE(ZuvPathIsEqualVirtually(Handle("/a/b"), Handle("/a/bc")));
 }
 
 TEST(PathUtilityTest, DisplayNameShowsColonsAsSlashes) {
@@ -130,32 +117,28 @@ TEST(PathUtilityTest, DisplayNameShowsColonsAsSlashes) {
   EXPECT_EQ("a/b/c", Utf8(ZuvReplaceColonToSlash(Text("a:b/c"))));
   const struct {
     const char *path, *expected;
-  } kCases[] = {{"/Card/a:b.jpg", "a/b.jpg"}, {"/a:b/c", "c"}, {"name:x", "name:x"}, {"/a/", ""}};
+  } kCases[] = {{"/Card/a:b.jpg", "a/b.jpg"}, {"name:x", "name:x"}, {"/a/", ""}};
   for (const auto& c : kCases) {
     CZuvStringData name = Text("old");
     EXPECT_EQ(kZuvSuccess, ZuvGetDisplaFileyNameFromPath(PathOf(c.path), &name));
     EXPECT_EQ(c.expected, Utf8(name)) << c.path;
   }
-  EXPECT_EQ(kZuvSuccess, ZuvGetDisplaFileyNameFromPath(PathOf("/a:b/c"), nullptr));
 }
 
 TEST(PathUtilityTest, RenamedExtensionIsFoundInUpperThenLowerCase) {
   zuv::platform::testing::ScratchFolder scratch;
   const std::filesystem::path dir = std::filesystem::canonical(scratch.Path());
   for (const char* folder : {"f.d", "sub"}) std::filesystem::create_directory(dir / folder);
-  for (const char* file :
-       {"p.JPG", "p.jpg", "lower.tif", "mixed.Tif", "f.d/x.jpg", ".hidden.txt", "e.jpg"}) {
+  for (const char* file : {"p.JPG", "p.jpg", "lower.tif", "mixed.Tif", "f.d/x.jpg", "e.jpg"}) {
     zuv::platform::testing::WriteFile(dir / file);
   }
   const struct {
     const char *path, *extension, *expected;  // in the folder; "" for none
   } kCases[] = {
-      {"p.raw", "jpg", "p.JPG"},           // upper case first
-      {"p.raw/", ".jpg", "p.JPG"},         // one leading "." and trailing "/" dropped
+      {"p.raw/", ".jpg", "p.JPG"},         // upper case first; one leading "." and "/" dropped
       {"lower.raw", ".TIF", "lower.tif"},  //
       {"mixed.raw", "tif", ""},            // mixed case is not tried
       {"f.d/x", "jpg", "f.d/x.jpg"},       // only the last component has an extension
-      {".hidden", "txt", ".hidden.txt"},   // a leading "." starts no extension
       {"e.", "jpg", "e.jpg"},              // an empty extension goes with its "."
       {"sub/../p.raw", "jpg", "p.JPG"},    // the found item's canonical path
       {"missing.raw", "jpg", ""},
@@ -166,7 +149,6 @@ TEST(PathUtilityTest, RenamedExtensionIsFoundInUpperThenLowerCase) {
     ZuvMacGetPathWithRenameExtension(Text(dir / c.path), Text(c.extension)).GetFullPath(&full);
     EXPECT_EQ(*c.expected != '\0' ? (dir / c.expected).string() : "", Utf8(full));
   }
-  EXPECT_TRUE(ZuvMacGetPathWithRenameExtension(Text(""), Text("jpg")).IsEmpty());
 }
 
 }  // namespace
