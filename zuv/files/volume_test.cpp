@@ -1,10 +1,9 @@
 #include "zuv/files/volume.h"
 
-#include <atomic>
 #include <filesystem>
 #include <optional>
 #include <string>
-#include <thread>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -20,7 +19,6 @@
 namespace {
 
 using zuv::platform::MachineFacts;
-using zuv::platform::MountEntry;
 using namespace zuv::platform::testing;
 using namespace zuv::testing;
 using UseFacts = ScopedReplacement<MachineFacts>;
@@ -48,31 +46,28 @@ TEST_F(VolumeTest, RealMountsAreClassifiedByTheirMedium) {
   std::filesystem::create_directory(scratch / "disc");
   WriteFile(scratch / "disc/photo.jpg");  // an image of an empty folder is not made
   const uint16_t kSoftware = zuv::platform::kVolumeSoftwareLocked;
-  const struct {
-    std::string point;
-    uint32_t driveType;
-    std::optional<uint16_t> flags;  // unset: whatever the image mount gives
-  } cases[] = {
+  const std::tuple<std::string, uint32_t, std::optional<uint16_t>> cases[] = {
+      // mount point, drive type, volume flags (unset: whatever the image mount gives)
       {scratch.MountTmpfs("tmpfs"), kZuvDriveFixed, 0},
       {scratch.MountTmpfs("ro-tmpfs", "1m", true), kZuvDriveFixed, kSoftware},
       {scratch.MountDiskImage("ro-disk", "ext2", true), kZuvDriveFixed,
        kSoftware | zuv::platform::kVolumeHardwareLocked},
       {scratch.MountIso("disc", "disc-image"), kZuvDriveOptical, std::nullopt},
   };
-  for (const auto& c : cases) {
-    ASSERT_FALSE(c.point.empty());
-    SCOPED_TRACE(c.point);
-    const bool optical = c.driveType == kZuvDriveOptical;
-    const CZuvFileHandle root = PathOf(c.point);
-    EXPECT_EQ(root.GetDriveType(), c.driveType);
+  for (const auto& [point, driveType, flags] : cases) {
+    ASSERT_FALSE(point.empty());
+    SCOPED_TRACE(point);
+    const bool optical = driveType == kZuvDriveOptical;
+    const CZuvFileHandle root = PathOf(point);
+    EXPECT_EQ(root.GetDriveType(), driveType);
     EXPECT_EQ(ZuvIsDeletable(root), !optical);
     EXPECT_EQ(ZuvIsWritable(root), !optical);  // by the permission bits alone
     zuv::platform::VolumeInfo info;
-    ASSERT_EQ(zuv::platform::GetVolumeInfo(CatalogOf(c.point, kFSCatInfoVolume).volume, &info),
+    ASSERT_EQ(zuv::platform::GetVolumeInfo(CatalogOf(point, kFSCatInfoVolume).volume, &info),
               zuv::platform::kNoErr);
-    EXPECT_EQ(info.root.path, c.point);
-    EXPECT_EQ(info.flags, c.flags.value_or(info.flags));
-    FSRef ref = RefOf(c.point);
+    EXPECT_EQ(info.root.path, point);
+    EXPECT_EQ(info.flags, flags.value_or(info.flags));
+    FSRef ref = RefOf(point);
     EXPECT_EQ(IsOpticalDisk(&ref), optical);
     EXPECT_FALSE(IsNetworkCheck(ref));
     EXPECT_FALSE(IsEjectable(ref));
@@ -84,71 +79,39 @@ TEST_F(VolumeTest, DeviceFactsDecideTheDriveType) {
   const std::string usbDisk = kUsbHost + "/block/sdc/sdc1";
   const std::string mmc = "/sys/devices/platform/sdhci/mmc_host/mmc0/mmc0:0001";
   const std::string card = "/sys/devices/pci0000:00/0000:00:1e.0/0000:15:00.0/pcmcia_socket0";
-  enum : int { kOptical = 1, kRemovable = 2, kReadOnly = 4, kMountedReadOnly = 8 };
-  const struct {
-    std::string fsType;
-    std::string entry;  // the block device's entry; none when empty
-    int flags;
-    uint32_t systemVersion;
-    uint32_t driveType;
-  } cases[] = {
-      {"nfs4", "", 0, 0x1068, kZuvDriveNetwork},
-      {"ext4", kSata + "/block/sdb/sdb1", kRemovable, 0x1068, kZuvDriveRemovable},
-      {"vfat", mmc + "/block/mmcblk0/mmcblk0p1", kRemovable | kReadOnly, 0x1068,
-       kZuvDriveRemovableLocked},
-      {"vfat", usbDisk, 0, 0x1068, kZuvDriveRemovable},
-      {"vfat", usbDisk, kMountedReadOnly, 0x1068, kZuvDriveRemovableLocked},
-      {"ext2", card + "/disk/block/hda/hda1", 0, 0x1068, kZuvDriveRemovable},
-      {"ext4", kSata + "/block/sda/sda1", kMountedReadOnly, 0x1068, kZuvDriveFixed},
-      {"vfat", usbDisk, 0, 0x1039, kZuvDriveFixed},  // a USB stick on 10.3
-      {"ext2", kSata + "/block/sr0", kOptical | kRemovable | kReadOnly, 0x1068, kZuvDriveOptical},
+  enum { kOptical = 1, kRemovable = 2, kReadOnly = 4, kMountedReadOnly = 8, kOnSystem103 = 16 };
+  const std::tuple<std::string, std::string, int, uint32_t> cases[] = {
+      // file system, the block device's entry (none when empty), flags, drive type
+      {"nfs4", "", 0, kZuvDriveNetwork},
+      {"ext4", kSata + "/block/sdb/sdb1", kRemovable, kZuvDriveRemovable},
+      {"vfat", mmc + "/block/mmcblk0/mmcblk0p1", kRemovable | kReadOnly, kZuvDriveRemovableLocked},
+      {"vfat", usbDisk, 0, kZuvDriveRemovable},
+      {"vfat", usbDisk, kMountedReadOnly, kZuvDriveRemovableLocked},
+      {"ext2", card + "/disk/block/hda/hda1", 0, kZuvDriveRemovable},
+      {"ext4", kSata + "/block/sda/sda1", kMountedReadOnly, kZuvDriveFixed},
+      {"vfat", usbDisk, kOnSystem103, kZuvDriveFixed},
+      {"ext2", kSata + "/block/sr0", kOptical | kRemovable | kReadOnly, kZuvDriveOptical},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.entry + " " + std::to_string(c.flags));
+  const std::string& point = scratch.Path();
+  for (const auto& [fsType, entry, flags, driveType] : cases) {
+    SCOPED_TRACE(entry + " " + std::to_string(flags));
     zuv::files_internal::ForgetDriveTypes();
-    const std::string& point = scratch.Path();
     FakeMachineFacts facts;
-    facts.mounts = {MountEntry{DeviceOf(point), "/", point, c.fsType, "/dev/x",
-                               (c.flags & kMountedReadOnly) != 0}};
-    if (!c.entry.empty()) {
-      facts.blockDevices["x"] = {c.entry, (c.flags & kOptical) != 0, (c.flags & kRemovable) != 0,
-                                 (c.flags & kReadOnly) != 0};
+    facts.mounts = {
+        {DeviceOf(point), "/", point, fsType, "/dev/x", (flags & kMountedReadOnly) != 0}};
+    if (!entry.empty()) {
+      facts.blockDevices["x"] = {entry, (flags & kOptical) != 0, (flags & kRemovable) != 0,
+                                 (flags & kReadOnly) != 0};
     }
     facts.subsystems = {
         {kUsb, "usb"}, {mmc, "mmc"}, {card, "pcmcia_socket"}, {kSata + "/block/sda", "block"}};
-    facts.systemVersion = c.systemVersion;
+    facts.systemVersion = flags & kOnSystem103 ? 0x1039 : 0x1068;
     const UseFacts use(&facts);
     const CZuvFileHandle handle = PathOf(point);
-    EXPECT_EQ(handle.GetDriveType(), c.driveType);
+    EXPECT_EQ(handle.GetDriveType(), driveType);
     EXPECT_EQ(ZuvIsDeletable(handle),
-              c.driveType != kZuvDriveOptical && c.driveType != kZuvDriveRemovableLocked);
+              driveType != kZuvDriveOptical && driveType != kZuvDriveRemovableLocked);
   }
-}
-
-// The drive type is remembered per volume, also when several threads ask at once.
-TEST_F(VolumeTest, SecondHandleOnAVolumeReadsNoDeviceOrMountFacts) {
-  const std::string& point = scratch.Path();
-  std::atomic<int> fixed{0};
-  {
-    CountingMachineFacts first;
-    const UseFacts use(&first);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-      threads.emplace_back([&, i] {
-        WriteFile(point + "/" + std::to_string(i));
-        fixed += CZuvFileHandle(PathOf(point + "/" + std::to_string(i))).GetDriveType() ==
-                 kZuvDriveFixed;
-      });
-    }
-    for (std::thread& thread : threads) thread.join();
-    EXPECT_GT(first.MountReads(), 0);
-  }
-  EXPECT_EQ(fixed, 4);
-  CountingMachineFacts second;
-  const UseFacts use(&second);
-  EXPECT_TRUE(ZuvIsDeletable(PathOf(point + "/0")));
-  EXPECT_EQ(CZuvFileHandle(PathOf(point + "/missing")).GetDriveType(), kZuvDriveFixed);
-  EXPECT_EQ(second.MountReads() + second.DeviceReads(), 0);
 }
 
 TEST_F(VolumeTest, DiskIsFullBelow100MiBFree) {

@@ -1,11 +1,8 @@
 #include "zuv/paths/file_type.h"
 
-#include <cstdlib>
 #include <filesystem>
-#include <latch>
 #include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -24,10 +21,7 @@ using zuv::testing::PathOf;
 using zuv::testing::Text;
 
 TEST(FileTypeTest, PathsAreTypedByTheTextAfterTheirLastDot) {
-  const struct {
-    const char* path;
-    eZuvFileType expected;
-  } kCases[] = {
+  const std::pair<const char*, eZuvFileType> kCases[] = {
       {"/p/IMG_0001.JPG", kZuvFileTypeJpeg}, {"/p/scan.tif", kZuvFileTypeTiff},
       {"/p/a.jpg.TiFf", kZuvFileTypeTiff},   {"/p/.png", kZuvFileTypePng},
       {"/p/写真.Mov", kZuvFileTypeMov},      {"/p/a.c\u017fv", kZuvFileTypeCsv},  // LONG S is "s"
@@ -35,15 +29,14 @@ TEST(FileTypeTest, PathsAreTypedByTheTextAfterTheirLastDot) {
       {"/p/a.", kZuvFileTypeUnknown},        {"/p/a.jpgjpgjpg", kZuvFileTypeUnknown},
       {"/p/\xff.jpg", kZuvFileTypeUnknown},  // not UTF-8: no text, so no extension
   };
-  for (const auto& c : kCases) {
-    EXPECT_EQ(c.expected, ZuvPathFindExtensionType(Text(c.path), false)) << c.path;
-    EXPECT_EQ(c.expected, ZuvPathFindExtensionType(PathOf(c.path), false)) << c.path;
+  for (const auto& [path, type] : kCases) {
+    EXPECT_EQ(type, ZuvPathFindExtensionType(Text(path), false)) << path;
+    EXPECT_EQ(type, ZuvPathFindExtensionType(PathOf(path), false)) << path;
   }
   EXPECT_EQ(kZuvFileTypeUnknown, ZuvPathConvertExtensionToType(Text("jpg")));
   std::vector<CZuvStringData> out = {Text("old")};
   EXPECT_EQ(kZuvSuccess, ZuvPathFindTypeExtension(kZuvFileTypeMpeg, out));
-  ASSERT_EQ(out.size(), 2u);
-  EXPECT_STREQ(out[1].GetPtrUtf8(), ".mpg");
+  EXPECT_EQ(std::string(out[0].GetPtrUtf8()) + out.back().GetPtrUtf8(), ".mpeg.mpg");
   out = {Text("old")};
   EXPECT_EQ(kZuvErrNotFound, ZuvPathFindTypeExtension(static_cast<eZuvFileType>(0), out));
   EXPECT_EQ(out.size(), 1u);
@@ -86,36 +79,6 @@ TEST(FileTypeTest, CheckFolderUntypesOnlyAFolderWithNothingButTheFolderAttribute
   EXPECT_EQ(ZuvPathFindExtensionType(Text(folder), true), kZuvFileTypeUnknown);
   EXPECT_EQ(ZuvPathFindExtensionType(Text(folder), false), kZuvFileTypeJpeg);
   EXPECT_EQ(ZuvPathFindExtensionType(Text(scratch / "missing.jpg"), true), kZuvFileTypeJpeg);
-}
-
-// In a fresh process, so that the threads race on the first use of both tables. Each extension
-// listed by type shares the text of its key in the extension table: that table was filled first.
-TEST(FileTypeDeathTest, FirstUseFromSeveralThreadsFillsTheExtensionTableFirst) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  const auto run = [] {
-    std::latch start(8);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 8; ++t) {
-      threads.emplace_back([&, t] {
-        start.arrive_and_wait();
-        if (t % 2 == 0) ZuvPathUtility::GetTypeToExtensionTable();
-        if (t % 2 == 1) ZuvPathConvertExtensionToType(Text(".c\u017fv"));  // through the map
-      });
-    }
-    for (std::thread& thread : threads) thread.join();
-    const auto& extensions = ZuvPathUtility::GetExtensionToTypeTable();
-    for (const auto& [type, list] : ZuvPathUtility::GetTypeToExtensionTable()) {
-      for (const CZuvStringData& extension : list) {
-        const auto key = extensions.find(extension);
-        if (key == extensions.end() || key->second != type ||
-            key->first.GetPtrUtf8() != extension.GetPtrUtf8()) {
-          return 1;
-        }
-      }
-    }
-    return 0;
-  };
-  EXPECT_EXIT(std::exit(run()), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
