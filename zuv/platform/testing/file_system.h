@@ -10,7 +10,6 @@
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "zuv/platform/file_system.h"
 
@@ -40,11 +39,6 @@ class FaultyFileSystem : public FileSystem {
     const std::lock_guard<std::mutex> hold(m_lock);
     return m_pauses;
   }
-  /// The names given to Rename, in order, failed calls included.
-  std::vector<std::u16string> RenamedTo() const {
-    const std::lock_guard<std::mutex> hold(m_lock);
-    return m_renamedTo;
-  }
 
   ForkOutcome ReadFork(const FSRef& file, void* buffer, size_t count) override {
     return Real().ReadFork(file, buffer, count);
@@ -62,10 +56,6 @@ class FaultyFileSystem : public FileSystem {
     return Real().CreateFolderAtPath(path, mode);
   }
   OSStatus Rename(const FSRef& item, std::u16string_view name, FSRef* renamed) override {
-    {
-      const std::lock_guard<std::mutex> hold(m_lock);
-      m_renamedTo.emplace_back(name);
-    }
     if (const auto error = Failure(kRename)) return *error;
     return Real().Rename(item, name, renamed);
   }
@@ -123,7 +113,6 @@ class FaultyFileSystem : public FileSystem {
   std::array<int, kKindCount> m_calls = {};
   std::map<std::pair<Kind, int>, OSStatus> m_failures;
   std::optional<bool> m_canExchange;
-  std::vector<std::u16string> m_renamedTo;
   int m_pauses = 0;
 };
 
