@@ -35,8 +35,7 @@ TEST(FileHandleTest, ClassifiesItemsByKindAndName) {
       {"Plain.app", true, kZuvFileTypeUnknown, 0, "Plain.app"},
       {"Tool", false, kZuvFileTypeUnknown, 0, "Tool"},
       {"alias.jpg", false, kZuvFileTypeUnknown, 9, "alias.jpg"},  // the link's own size
-      {"bad\xff\xe6\x97.jpg", false, kZuvFileTypeJpeg, 0, "bad\uFFFD\uFFFD\uFFFD.jpg"},
-  };
+      {"bad\xff\xe6\x97.jpg", false, kZuvFileTypeJpeg, 0, "bad\uFFFD\uFFFD\uFFFD.jpg"}};
   for (const auto& [name, folder, type, size, shown] : cases) {
     SCOPED_TRACE(name);
     const CZuvFileHandle handle = PathOf(scratch / name);

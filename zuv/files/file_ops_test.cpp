@@ -130,13 +130,9 @@ int RefuseEach(const std::string& base, const Strings& paths, const std::string&
   int wrong = 0;
   for (const std::string& spelling : paths) {
     const CZuvFilePath path = PathOf(base + spelling);
-    const ZuvResult results[] = {
-        ZuvDeleteFolder(path),
-        ZuvDeleteFile(path),
-        ZuvRenameFile(path, Text("renamed"), nullptr),
-        ZuvSwapFile(path, PathOf(file)),
-        ZuvSwapFile(PathOf(file), path),
-    };
+    const ZuvResult results[] = {ZuvDeleteFolder(path), ZuvDeleteFile(path),
+                                 ZuvRenameFile(path, Text("renamed"), nullptr),
+                                 ZuvSwapFile(path, PathOf(file)), ZuvSwapFile(PathOf(file), path)};
     for (size_t op = 0; op < std::size(results); ++op) {
       if (results[op] == kZuvErrInvalidName) continue;
       std::fprintf(stderr, "'%s', operation %zu: %u\n", (base + spelling).c_str(), op, results[op]);
@@ -206,8 +202,7 @@ TEST(FileOpsTest, DeleteFileWaitsWhileBusyOnlyOnOldSystems) {
       {0x1039, {-47, -5000}, 0, kZuvErrFailed, 1},
       {0x1039, {-5000}, 0, kZuvSuccess, 1},  // any first refusal is retried
       {0x1040, {-47}, 0, kZuvSuccess, 0},
-      {0x1040, {-47}, -47, kZuvErrFailed, 0},
-  };
+      {0x1040, {-47}, -47, kZuvErrFailed, 0}};
   for (const auto& [version, answers, unlink, result, pauses] : cases) {
     SCOPED_TRACE(testing::Message() << std::hex << version << " " << answers.size() << unlink);
     ScratchFolder scratch;
@@ -238,8 +233,7 @@ TEST(FileOpsTest, RenameKeepsALockedFileLockedAndReportsWhyItCouldNot) {
       {std::string(300, 'n'), 0, kZuvErrNameTooLong},
       {"new", platform::kErrFileLocked, kZuvErrAccessDenied},
       {"new", platform::kErrFileOpen, kZuvErrInUse},
-      {"new", platform::kErrNameTooLong, kZuvErrNameTooLong},
-  };
+      {"new", platform::kErrNameTooLong, kZuvErrNameTooLong}};
   for (const auto& [name, injected, result] : cases) {
     SCOPED_TRACE(name.substr(0, 20) + " " + std::to_string(injected));
     ScratchFolder scratch;
@@ -274,13 +268,10 @@ TEST(FileOpsTest, LockedItemsAndItemsOfAnotherUserAreRefused) {
   Disk disk = Tree(scratch.Path());
   const int failed = RunAsNobody([&] {
     const CZuvFilePath a = PathOf(scratch / "a");
-    const ZuvResult results[] = {
-        ZuvDeleteFile(a),
-        ZuvRenameFile(a, Text("c"), nullptr),
-        ZuvCreateFolder(PathOf(scratch.Path()), Text("new"), nullptr),
-        ZuvDeleteFolder(PathOf(scratch / "folder")),
-        ZuvSwapFile(a, PathOf(scratch / "b")),
-    };
+    const ZuvResult results[] = {ZuvDeleteFile(a), ZuvRenameFile(a, Text("c"), nullptr),
+                                 ZuvCreateFolder(PathOf(scratch.Path()), Text("new"), nullptr),
+                                 ZuvDeleteFolder(PathOf(scratch / "folder")),
+                                 ZuvSwapFile(a, PathOf(scratch / "b"))};
     for (size_t i = 0; i < std::size(results); ++i) {
       if (results[i] != kZuvErrAccessDenied) return static_cast<int>(i) + 1;
     }

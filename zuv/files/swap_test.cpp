@@ -65,8 +65,7 @@ TEST(SwapTest, ExchangesContentsInPlaceOrByRenames) {
       {"by renames in two folders", false, true, false},
       {"in place", true, true, false},
       {"by renames, locked", false, false, true},
-      {"in place, locked", true, false, true},
-  };
+      {"in place, locked", true, false, true}};
   for (const auto& [what, native, twoFolders, locked] : cases) {
     SCOPED_TRACE(what);
     if (locked && !IsRoot()) GTEST_SKIP() << "locking needs root";
@@ -102,8 +101,7 @@ TEST(SwapTest, EveryFailedStepOfTheExchangeByRenamesIsUndone) {
       // kind, call, calls that fail, only with two folders
       {F::kRename, 1, 1, false}, {F::kRename, 2, 1, false},       {F::kMove, 1, 1, true},
       {F::kMove, 2, 1, true},    {F::kCatalogWrite, 1, 1, false}, {F::kCatalogWrite, 2, 1, false},
-      {F::kRename, 3, 1, false}, {F::kRename, 4, 1, false},       {F::kRename, 4, 2, false},
-  };
+      {F::kRename, 3, 1, false}, {F::kRename, 4, 1, false},       {F::kRename, 4, 2, false}};
   for (const bool twoFolders : {false, true}) {
     for (const auto& [kind, call, count, twoFoldersOnly] : steps) {
       if (twoFoldersOnly && !twoFolders) continue;
@@ -132,8 +130,7 @@ TEST(SwapTest, RefusedSwapsChangeNothing) {
         {"", pair.b, kZuvErrFileSystem},
         {pair.a, "", kZuvErrAccessDenied},
         {scratch / "two", pair.b, kZuvErrFailed},
-        {pair.a, scratch / "two", kZuvErrFailed},
-    };
+        {pair.a, scratch / "two", kZuvErrFailed}};
     const std::string other = IsRoot() ? scratch.MountTmpfs("other") : "";
     if (!other.empty()) {
       WriteFile(other + "/c.jpg", "gamma");

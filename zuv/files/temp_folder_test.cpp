@@ -40,12 +40,10 @@ class TempFolderTest : public ::testing::Test {
 TEST_F(TempFolderTest, ProjectFolderIsOneLevelInsideTheScratchFolderAndCleared) {
   ZuvClearProjectTempFolder();
   EXPECT_TRUE(Names(m_tmp).empty()) << "clearing makes nothing";
-  const std::pair<std::string, std::string> cases[] = {
-      {"", "Merid/RTL"},
-      {"2024/05", "Merid/2024:05/RTL"},
-      {"../../etc", "Merid/..:..:etc/RTL"},
-      {"Trip", "Merid/Trip/RTL"},
-  };
+  const std::pair<std::string, std::string> cases[] = {{"", "Merid/RTL"},
+                                                       {"2024/05", "Merid/2024:05/RTL"},
+                                                       {"../../etc", "Merid/..:..:etc/RTL"},
+                                                       {"Trip", "Merid/Trip/RTL"}};
   for (const auto& [project, folder] : cases) {
     ZuvSetProjectName(Text(project));
     CZuvFilePath out;
@@ -84,8 +82,7 @@ TEST_F(TempFolderTest, AnUnsafeTmpdirScratchFolderOrProjectIsRefused) {
       {0755, 0, 0755, kFolder, 0700, nobody, "", false},
       {0755, 0, 0755, kFolder, 0710, 0, "", false},
       {0755, 0, 0755, kFile, 0, 0, "", false},
-      {0755, 0, 0755, kNothing, 0, 0, "..", false},
-  };
+      {0755, 0, 0755, kNothing, 0, 0, "..", false}};
   fs::create_directory(m_scratch / "elsewhere");
   fs::permissions(m_scratch / "elsewhere", fs::perms::owner_all);  // safe, but behind a link
   for (const auto& [mode, owner, parentMode, kind, baseMode, baseOwner, project, used] : cases) {
@@ -187,8 +184,7 @@ TEST_F(TempFolderTest, CreateTempFileTellsWhyItMadeNothing) {
       // folder, result, names tried, items in the folder afterwards
       {m_scratch / "missing", kZuvErrNotFound, 0, 0},
       {all, kZuvErrDiskFull, 10000, 10000},
-      {full, kZuvErrDiskFull, 1, 3},
-  };
+      {full, kZuvErrDiskFull, 1, 3}};
   TempFileCounter() = 1234;
   for (const auto& [path, result, tried, items] : cases) {
     SCOPED_TRACE(path);
@@ -214,8 +210,7 @@ TEST(ApplicationSupportTest, IsTheFirstAbsoluteDataFolder) {
       {"", "/usr/local/share", "/usr/local/share/Merid/Profiles"},
       {"relative:/srv/data/:/usr/share", "/srv/data", "/srv/data/Merid/Profiles"},
       {"/", "/", "/Merid/Profiles"},
-      {"relative", "", ""},
-  };
+      {"relative", "", ""}};
   for (const auto& [dataDirs, support, profiles] : cases) {
     ScopedEnvironment useDataDirs("XDG_DATA_DIRS", dataDirs);
     CZuvFilePath supportOut, profilesOut;

@@ -52,8 +52,7 @@ TEST_F(VolumeTest, RealMountsAreClassifiedByTheirMedium) {
       {scratch.MountTmpfs("ro-tmpfs", "1m", true), kZuvDriveFixed, kSoftware},
       {scratch.MountDiskImage("ro-disk", "ext2", true), kZuvDriveFixed,
        kSoftware | zuv::platform::kVolumeHardwareLocked},
-      {scratch.MountIso("disc", "disc-image"), kZuvDriveOptical, std::nullopt},
-  };
+      {scratch.MountIso("disc", "disc-image"), kZuvDriveOptical, std::nullopt}};
   for (const auto& [point, driveType, flags] : cases) {
     ASSERT_FALSE(point.empty());
     SCOPED_TRACE(point);
@@ -90,8 +89,7 @@ TEST_F(VolumeTest, DeviceFactsDecideTheDriveType) {
       {"ext2", card + "/disk/block/hda/hda1", 0, kZuvDriveRemovable},
       {"ext4", kSata + "/block/sda/sda1", kMountedReadOnly, kZuvDriveFixed},
       {"vfat", usbDisk, kOnSystem103, kZuvDriveFixed},
-      {"ext2", kSata + "/block/sr0", kOptical | kRemovable | kReadOnly, kZuvDriveOptical},
-  };
+      {"ext2", kSata + "/block/sr0", kOptical | kRemovable | kReadOnly, kZuvDriveOptical}};
   const std::string& point = scratch.Path();
   for (const auto& [fsType, entry, flags, driveType] : cases) {
     SCOPED_TRACE(entry + " " + std::to_string(flags));
@@ -132,14 +130,10 @@ TEST_F(VolumeTest, DiskIsFullBelow100MiBFree) {
 // The volumes of a medium class, from fake mounts: the scratch folder stands for a USB stick.
 TEST_F(VolumeTest, VolumePathsOfAMediumClass) {
   FakeMachineFacts facts;
-  facts.mounts = {
-      {1, "/", "/", "ext4", "/dev/sda1", false},
-      {2, "/", scratch.Path(), "vfat", "/dev/sdc1", false},
-      {3, "/", "/media/whole", "exfat", "/dev/sdd", false},
-      {4, "/", "/media/disc", "iso9660", "/dev/sr0", true},
-      {5, "/", "/tmp", "tmpfs", "tmpfs", false},
-  };
-  facts.blockDevices["sda1"].entry = kSata + "/block/sda/sda1";
+  facts.mounts = {{2, "/", scratch.Path(), "vfat", "/dev/sdc1", false},
+                  {3, "/", "/media/whole", "exfat", "/dev/sdd", false},
+                  {4, "/", "/media/disc", "iso9660", "/dev/sr0", true},
+                  {5, "/", "/tmp", "tmpfs", "tmpfs", false}};
   facts.blockDevices["sdc1"].entry = kUsbHost + "/block/sdc/sdc1";
   facts.blockDevices["sdd"].entry = kUsbHost + "/block/sdd";
   facts.blockDevices["sr0"] = {kSata + "/block/sr0", true, true, true};
@@ -150,13 +144,6 @@ TEST_F(VolumeTest, VolumePathsOfAMediumClass) {
   EXPECT_EQ(IOCopyVolumePaths("IOUSBMassStorageClass"), (Paths{scratch.Path(), "/media/whole"}));
   EXPECT_EQ(IOCopyVolumePaths("IOCDMedia"), Paths{"/media/disc"});
   EXPECT_EQ(IOCopyVolumePaths("IOFireWireSBP2LUN"), Paths{});
-  const FSRef stick = RefOf(scratch.Path());
-  EXPECT_TRUE(ZuvFileHandlePrivate::FSIsIOClass(&stick, "IOUSBMassStorageClass"));
-  EXPECT_FALSE(ZuvFileHandlePrivate::FSIsIOClass(&stick, "IOCDMedia"));
-  char usbDisk[] = "sdc1", ataDisk[] = "sda1", unknown[] = "sdq";
-  EXPECT_TRUE(VolumeIsOnPCCardByBSDName(usbDisk));
-  EXPECT_FALSE(VolumeIsOnPCCardByBSDName(ataDisk));
-  EXPECT_FALSE(VolumeIsOnPCCardByBSDName(unknown));
   EXPECT_FALSE(VolumeIsOnPCCard(-1));  // never handed out
 }
 

@@ -38,8 +38,7 @@ TEST(PathUtilityTest, ExtensionNameAndComponentsComeFromTheLastDotAndSlashes) {
       {"/a/b.c.jpg", ".jpg", "b.c", "/a/b.c"},
       {"/x.d/photo", ".d/photo", "photo", "/x"},
       {"/a/b/", "", "", "/a/b/"},
-      {"/写真/夏.JPG", ".JPG", "夏", "/写真/夏"},
-  };
+      {"/写真/夏.JPG", ".JPG", "夏", "/写真/夏"}};
   for (const auto& [path, extension, bareName, withoutExtension] : kCases) {
     EXPECT_EQ(extension, Utf8(ZuvPathFindExtension(Text(path), true))) << path;
     EXPECT_EQ(bareName, Utf8(ZuvPathFindFileName(Text(path), true))) << path;
@@ -73,8 +72,7 @@ TEST(PathUtilityTest, EqualOrRootIgnoresCase) {
       // root, path, with a separator added, expected
       {"/A/B", "/a/b/c", true, true}, {"/a/b", "/a/bc", true, false},
       {"/a/b", "/a/bc", false, true}, {"/a/b/c", "/a/b", true, false},
-      {"/Été", "/été/x", true, true}, {"", "/a", true, false},
-  };
+      {"/Été", "/été/x", true, true}, {"", "/a", true, false}};
   for (const auto& [root, path, addSeparator, expected] : kCases) {
     SCOPED_TRACE(std::string(root) + " " + path);
     EXPECT_EQ(expected, ZuvPathIsEqualOrRootActually(Text(root), Text(path), addSeparator));
@@ -112,8 +110,7 @@ TEST(PathUtilityTest, RenamedExtensionIsFoundInUpperThenLowerCase) {
       {"f.d/x", "jpg", "f.d/x.jpg"},       // only the last component has an extension
       {"e.", "jpg", "e.jpg"},              // an empty extension goes with its "."
       {"sub/../p.raw", "jpg", "p.JPG"},    // the found item's canonical path
-      {"missing.raw", "jpg", ""},
-  };
+      {"missing.raw", "jpg", ""}};
   for (const auto& [path, extension, expected] : kCases) {
     CZuvStringData full;
     ZuvMacGetPathWithRenameExtension(Text(dir / path), Text(extension)).GetFullPath(&full);

@@ -3,10 +3,9 @@
 // machine.
 #include "zuv/platform/machine_facts.h"
 
-#include <algorithm>
 #include <filesystem>
+#include <map>
 #include <string>
-#include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <vector>
 
@@ -35,14 +34,9 @@ class MachineFactsContract : public ::testing::TestWithParam<bool> {
       if (tmpfs.empty() || disk.empty()) GTEST_SKIP() << "mke2fs or mount failed";
       tmpfsDevice = DeviceOf(tmpfs);
       diskDevice = DeviceOf(disk);
-      loop.clear();
-      for (const auto& node : std::filesystem::directory_iterator("/dev")) {
-        struct stat st;
-        if (stat(node.path().c_str(), &st) == 0 && S_ISBLK(st.st_mode) &&
-            st.st_rdev == diskDevice) {
-          loop = node.path().filename();
-        }
-      }
+      loop = std::filesystem::read_symlink("/sys/dev/block/" + std::to_string(major(diskDevice)) +
+                                           ":" + std::to_string(minor(diskDevice)))
+                 .filename();
       facts = &zuv::platform::Replaceable<MachineFacts>::Real();
       return;
     }
@@ -69,18 +63,13 @@ class MachineFactsContract : public ::testing::TestWithParam<bool> {
 TEST_P(MachineFactsContract, MountsAreListedWithTheirDeviceNumbers) {
   std::vector<MountEntry> mounts;
   ASSERT_TRUE(facts->ReadMounts(&mounts));
-  const auto find = [&](const std::string& point) {
-    const auto found = std::find_if(mounts.begin(), mounts.end(),
-                                    [&](const MountEntry& m) { return m.mountPoint == point; });
-    return found != mounts.end() ? *found : MountEntry{};
-  };
-  const MountEntry tmpfsMount = find(tmpfs);
-  EXPECT_EQ(tmpfsMount.device, tmpfsDevice);
-  EXPECT_EQ(tmpfsMount.fsType + tmpfsMount.root, "tmpfs/");
-  EXPECT_FALSE(tmpfsMount.readOnly);
-  const MountEntry diskMount = find(disk);
-  EXPECT_EQ(diskMount.device, diskDevice);
-  EXPECT_EQ(diskMount.source, "/dev/" + loop);
+  std::map<std::string, MountEntry> byPoint;
+  for (const MountEntry& mount : mounts) byPoint[mount.mountPoint] = mount;
+  EXPECT_EQ(byPoint[tmpfs].device, tmpfsDevice);
+  EXPECT_EQ(byPoint[tmpfs].fsType + byPoint[tmpfs].root, "tmpfs/");
+  EXPECT_FALSE(byPoint[tmpfs].readOnly);
+  EXPECT_EQ(byPoint[disk].device, diskDevice);
+  EXPECT_EQ(byPoint[disk].source, "/dev/" + loop);
 }
 
 // A mount's block device is found by its device number wherever it is mounted and whatever its
@@ -92,8 +81,7 @@ TEST_P(MachineFactsContract, BlockDeviceOfAMountGoesByDeviceNumberFirst) {
       {{diskDevice, "/sub", "/elsewhere", "ext4", "none"}, loop},
       {{anonymous, "/", "/x", "btrfs", "/dev/" + loop}, loop},
       {{tmpfsDevice, "/", tmpfs, "tmpfs", "tmpfs"}, ""},
-      {{anonymous, "/", "/x", "fuse", "/dev/null"}, ""},  // a character device
-  };
+      {{anonymous, "/", "/x", "fuse", "/dev/null"}, ""}};  // a character device
   for (const auto& [mount, device] : cases) {
     EXPECT_EQ(facts->BlockDeviceOf(mount), device) << mount.source;
   }
