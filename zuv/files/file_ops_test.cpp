@@ -1,6 +1,5 @@
 #include "zuv/files/file_ops.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <map>
@@ -279,15 +278,6 @@ TEST(FileOpsTest, LockedItemsAndItemsOfAnotherUserAreRefused) {
   EXPECT_EQ(ZuvDeleteFolder(PathOf(scratch / "folder")), kZuvErrAccessDenied);
   disk.erase("folder/other");
   EXPECT_EQ(Tree(scratch.Path()), disk);
-}
-
-TEST(FileOpsTest, IsSubFolderComparesWholeComponents) {
-  const std::tuple<const char*, const char*, bool> cases[] = {
-      {"/a", "/ab", false}, {"/a", "/a/b", true}, {"/", "/x", true}, {"/a/", "/a/b", false}};
-  for (const auto& [parent, child, inside] : cases) {
-    EXPECT_EQ(ZuvIsSubFolder(Text(parent), Text(child)), inside) << parent << " " << child;
-    EXPECT_EQ(ZuvIsSubFolder(PathOf(parent), PathOf(child)), inside) << parent << " " << child;
-  }
 }
 
 }  // namespace
