@@ -61,7 +61,6 @@ struct Pair {
 TEST(SwapTest, ExchangesContentsInPlaceOrByRenames) {
   const std::tuple<const char*, bool, bool, bool> cases[] = {
       // what, in place, two folders, locked
-      {"by renames in one folder", false, false, false},
       {"by renames in two folders", false, true, false},
       {"in place", true, true, false},
       {"by renames, locked", false, false, true},

@@ -72,7 +72,6 @@ TEST_F(TempFolderTest, AnUnsafeTmpdirScratchFolderOrProjectIsRefused) {
   const std::tuple<int, uid_t, int, Kind, int, uid_t, const char*, bool> cases[] = {
       // TMPDIR's mode and owner, the mode of the folder it is in; what stands at the scratch
       // folder's place, its mode and owner; the project; whether TMPDIR is used
-      {0777, 0, 0755, kNothing, 0, 0, "", false},
       {0770, 0, 0755, kNothing, 0, 0, "", false},
       {01777, 0, 0755, kNothing, 0, 0, "", true},
       {0755, nobody, 0755, kNothing, 0, 0, "", false},

@@ -59,17 +59,4 @@ TEST(FilePathTest, ReferenceToPathFitsIn2048BytesWithTheTerminator) {
   }
 }
 
-// The last component is kept, so a link names itself; the folders before it are resolved.
-TEST(FilePathTest, ReferenceKeepsTheLastComponentAndResolvesTheFolders) {
-  ScratchFolder scratch;
-  std::filesystem::create_directory(scratch / "real");
-  std::filesystem::create_directory_symlink("real", scratch / "linked");
-  std::filesystem::create_symlink("file", scratch / "real/alias");
-  FSRef ref;
-  ASSERT_EQ(PathOf(scratch / "linked/./alias").GetFSRef(&ref), kZuvSuccess);
-  EXPECT_EQ(ref.path, scratch / "real/alias");
-  ASSERT_EQ(PathOf(scratch / "linked/..").GetFSRef(&ref), kZuvSuccess);
-  EXPECT_EQ(ref.path, scratch.Path());
-}
-
 }  // namespace

@@ -84,14 +84,6 @@ TEST(PathUtilityTest, EqualOrRootIgnoresCase) {
   EXPECT_FALSE(ZuvPathIsEqualActually(Handle("/a/b"), Handle("/a/bc")));
 }
 
-TEST(PathUtilityTest, DisplayNameShowsColonsAsSlashes) {
-  EXPECT_EQ("a:b:c", Utf8(ZuvReplaceSlashToColon(Text("a/b:c"))));
-  EXPECT_EQ("a/b/c", Utf8(ZuvReplaceColonToSlash(Text("a:b/c"))));
-  CZuvStringData name = Text("old");
-  EXPECT_EQ(kZuvSuccess, ZuvGetDisplaFileyNameFromPath(PathOf("/Card/a:b.jpg"), &name));
-  EXPECT_EQ("a/b.jpg", Utf8(name));
-}
-
 TEST(PathUtilityTest, RenamedExtensionIsFoundInUpperThenLowerCase) {
   zuv::platform::testing::ScratchFolder scratch;
   const std::filesystem::path dir = std::filesystem::canonical(scratch.Path());
