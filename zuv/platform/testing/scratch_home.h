@@ -9,6 +9,9 @@
 namespace zuv::platform::testing {
 
 /// The home trash in $XDG_DATA_HOME: files/ holds the items, info/ a NAME.trashinfo for each.
-inline std::string HomeTrash() { return std::string(std::getenv("XDG_DATA_HOME")) + "/Trash"; }
+inline std::string HomeTrash() {
+  const char* data = std::getenv("XDG_DATA_HOME");
+  return std::string(data != nullptr ? data : "") + "/Trash";
+}
 
 }  // namespace zuv::platform::testing
