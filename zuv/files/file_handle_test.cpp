@@ -22,41 +22,30 @@ TEST(FileHandleTest, ClassifiesItemsByKindAndName) {
   WriteFile(scratch / "photo.JPG", "12345");
   fs::create_directory(scratch / "x.jpg");
   fs::create_directories(scratch / "Viewer.app/Contents");
+  fs::create_directory(scratch / "Plain.app");  // no Contents/
   fs::create_directory(scratch / "Tool");
   WriteFile(scratch / "Tool/AppRun");
   fs::permissions(scratch / "Tool/AppRun", fs::perms::owner_exec, fs::perm_options::add);
-  fs::create_directory(scratch / "Plain.app");  // no Contents/
   fs::create_symlink("photo.JPG", scratch / "alias.jpg");
   WriteFile(scratch / "bad\xff\xe6\x97.jpg");
-  struct Case {
-    std::string name;
-    bool folder;
-    eZuvFileType type;
-    uint64_t size;
-    std::string shownName;
-  };
-  const Case cases[] = {
+  const std::tuple<std::string, bool, eZuvFileType, uint64_t, std::string> cases[] = {
       {"photo.JPG", false, kZuvFileTypeJpeg, 5, "photo.JPG"},
       {"x.jpg", true, kZuvFileTypeUnknown, 0, "x.jpg"},
       {"Viewer.app", false, kZuvFileTypeUnknown, 0, "Viewer.app"},  // a bundle is a file
-      {"Tool", false, kZuvFileTypeUnknown, 0, "Tool"},
       {"Plain.app", true, kZuvFileTypeUnknown, 0, "Plain.app"},
+      {"Tool", false, kZuvFileTypeUnknown, 0, "Tool"},
       {"alias.jpg", false, kZuvFileTypeUnknown, 9, "alias.jpg"},  // the link's own size
-      {"bad\xff\xe6\x97.jpg", false, kZuvFileTypeJpeg, 0, "bad\uFFFD\uFFFD\uFFFD.jpg"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    const CZuvFileHandle handle = PathOf(scratch / c.name);
-    EXPECT_TRUE(handle.IsExist());
-    EXPECT_EQ((handle.GetAttribute() & kZuvAttributeFolder) != 0, c.folder);
-    EXPECT_EQ(handle.GetFileType(), c.type);
-    EXPECT_EQ(handle.GetFileSize(), c.size);
-    CZuvStringData actual;
-    CZuvStringData display;
-    EXPECT_EQ(handle.GetActualName(actual), kZuvSuccess);
-    EXPECT_EQ(handle.GetDisplayName(display), kZuvSuccess);
-    EXPECT_STREQ(actual.GetPtrUtf8(), c.shownName.c_str());
-    EXPECT_STREQ(display.GetPtrUtf8(), c.shownName.c_str());
+      {"bad\xff\xe6\x97.jpg", false, kZuvFileTypeJpeg, 0, "bad\uFFFD\uFFFD\uFFFD.jpg"}};
+  for (const auto& [name, folder, type, size, shown] : cases) {
+    SCOPED_TRACE(name);
+    const CZuvFileHandle handle = PathOf(scratch / name);
+    EXPECT_EQ((handle.GetAttribute() & kZuvAttributeFolder) != 0, folder);
+    EXPECT_EQ(handle.GetFileType(), type);
+    EXPECT_EQ(handle.GetFileSize(), size);
+    CZuvStringData actual, display;
+    handle.GetActualName(actual);
+    handle.GetDisplayName(display);
+    EXPECT_EQ(std::string(actual.GetPtrUtf8()) + "|" + display.GetPtrUtf8(), shown + "|" + shown);
   }
 }
 
@@ -64,11 +53,9 @@ TEST(FileHandleTest, ClassifiesItemsByKindAndName) {
 // bits alone.
 TEST(FileHandleTest, StaticQueriesLookAtTheNameAndModeAlone) {
   const std::pair<const char*, eZuvFileType> types[] = {
-      {"photo.JPG", kZuvFileTypeJpeg},     {"archive.tar.jpg", kZuvFileTypeJpeg},
-      {"/p/scan.Tiff", kZuvFileTypeTiff},  {"clip.MpG", kZuvFileTypeMpeg},
-      {"x.mpo", kZuvFileTypeMpo},          {"run.log", kZuvFileTypeLog},
-      {"README", kZuvFileTypeUnknown},     {"name.", kZuvFileTypeUnknown},
-      {"image.bmp", kZuvFileTypeUnknown},  {"movie.mp4", kZuvFileTypeUnknown},
+      {"archive.tar.jpg", kZuvFileTypeJpeg},
+      {"/p/scan.Tiff", kZuvFileTypeTiff},
+      {"movie.mp4", kZuvFileTypeUnknown},  // not in the handle's table
       {"/p.jpg/file", kZuvFileTypeUnknown}};
   for (const auto& [name, type] : types) {
     EXPECT_EQ(CZuvFileHandle::GetFileType(Text(name)), type) << name;
@@ -86,41 +73,27 @@ TEST(FileHandleTest, StaticQueriesLookAtTheNameAndModeAlone) {
   EXPECT_EQ(CZuvFileHandle::GetAttribute(Text("/no/such/file")), 0u);
 }
 
+// A handle answers from what it collected until Update(); copies take that along.
 TEST(FileHandleTest, SettersChangeTheItemAndUpdateShowsIt) {
   ScratchFolder scratch;
   WriteFile(scratch / "file.wav", "abc");
   CZuvFileHandle handle = PathOf(scratch / "file.wav");
   const CZuvTime collected = handle.GetUpdateTime();
   ASSERT_FALSE(collected.IsEmpty());
-
   const CZuvTime past(static_cast<unsigned long long>(3000000000ull) << 16 | 0x8000);
   EXPECT_EQ(handle.SetUpdateTime(past), kZuvSuccess);
   EXPECT_EQ(handle.SetCreateTime(past), kZuvErrFileSystem);
-  EXPECT_EQ(handle.GetUpdateTime(), collected);  // the cache is left alone
   CZuvFileHandle copy(handle);
-  EXPECT_EQ(copy.GetUpdateTime(), collected);  // copies take the cache along
-
+  EXPECT_EQ(copy.GetUpdateTime(), collected);
   EXPECT_EQ(handle.Update(), kZuvSuccess);
   EXPECT_EQ(handle.GetUpdateTime(), past);
   copy = CZuvFilePath(handle);  // a new path forgets the cache
   EXPECT_EQ(copy.GetUpdateTime(), past);
-
-  // Gone, the item leaves nothing behind to collect.
   fs::remove(scratch / "file.wav");
   EXPECT_EQ(handle.Update(), kZuvErrFileSystem);
-  CZuvTime time;
-  CZuvStringData name;
   EXPECT_FALSE(handle.IsExist());
-  EXPECT_FALSE(handle.IsEmpty());
-  EXPECT_EQ(handle.GetFileSize(), 0u);
   EXPECT_EQ(handle.GetAttribute(), 0u);
-  EXPECT_EQ(handle.GetFileType(), kZuvFileTypeUnknown);
-  EXPECT_EQ(handle.GetUpdateTime(&time), kZuvErrFileSystem);
   EXPECT_TRUE(handle.GetUpdateTime().IsEmpty());
-  EXPECT_EQ(handle.GetActualName(name), kZuvErrFailed);
-  EXPECT_EQ(handle.GetAccessTime(&time), kZuvErrFileSystem);
-  EXPECT_EQ(handle.SetUpdateTime(past), kZuvErrFileSystem);
-  EXPECT_EQ(handle.GetDriveType(), kZuvDriveFixed);
 }
 
 TEST(FileHandleTest, LockedFileIsLockedAndItsFolderNotWritable) {
@@ -129,26 +102,16 @@ TEST(FileHandleTest, LockedFileIsLockedAndItsFolderNotWritable) {
   fs::create_directory(scratch / "folder");
   WriteFile(scratch / "folder/file");
   if (!scratch.Lock(scratch / "folder")) GTEST_SKIP() << "chattr +i is not available here";
-
   CZuvFileHandle folder = PathOf(scratch / "folder");
   EXPECT_TRUE(folder.GetAttribute() & kZuvAttributeLocked);
-  EXPECT_FALSE(ZuvIsWritable(folder));
   EXPECT_FALSE(ZuvIsWritable(PathOf(scratch / "folder/file")));
-
-  EXPECT_EQ(folder.SetAttribute(0), kZuvSuccess);
-  EXPECT_TRUE(folder.GetAttribute() & kZuvAttributeLocked);  // until Update()
+  // Without CAP_LINUX_IMMUTABLE the flag cannot be changed.
+  EXPECT_EQ(RunAsNobody([&] { return folder.SetAttribute(0) == kZuvErrFileSystem ? 0 : 1; }), 0);
+  EXPECT_EQ(folder.SetAttribute(~uint32_t{kZuvAttributeLocked}), kZuvSuccess);  // the rest ignored
+  EXPECT_TRUE(folder.GetAttribute() & kZuvAttributeLocked);                     // until Update()
   EXPECT_EQ(folder.Update(), kZuvSuccess);
   EXPECT_FALSE(folder.GetAttribute() & kZuvAttributeLocked);
   EXPECT_TRUE(ZuvIsWritable(PathOf(scratch / "folder/file")));
-  EXPECT_EQ(folder.SetAttribute(~uint32_t{kZuvAttributeLocked}), kZuvSuccess);  // the rest ignored
-  EXPECT_EQ(folder.Update(), kZuvSuccess);
-  EXPECT_FALSE(folder.GetAttribute() & kZuvAttributeLocked);
-
-  EXPECT_EQ(folder.SetAttribute(kZuvAttributeLocked | kZuvAttributeWritable), kZuvSuccess);
-  folder.Update();
-  EXPECT_TRUE(folder.GetAttribute() & kZuvAttributeLocked);
-  // Without CAP_LINUX_IMMUTABLE the flag cannot be changed.
-  EXPECT_EQ(RunAsNobody([&] { return folder.SetAttribute(0) == kZuvErrFileSystem ? 0 : 1; }), 0);
 }
 
 TEST(FileHandleTest, IsEqualComparesPathsIgnoringCaseAndATrailingSlash) {
@@ -159,8 +122,8 @@ TEST(FileHandleTest, IsEqualComparesPathsIgnoringCaseAndATrailingSlash) {
   EXPECT_FALSE(CZuvFileHandle().IsEqual(CZuvFileHandle()));
 }
 
-// What nobody, a member of nogroup, may write. Each row is a folder in the scratch folder holding
-// a file of root's with mode 0644, which nobody may not write itself.
+// What nobody, a member of nogroup, may write. Each row is a folder holding a file of root's with
+// mode 0644, which nobody may not write itself: a file is writable where its folder is.
 TEST(FileHandleTest, WritableFollowsOwnerGroupAndOtherBitsForTheUser) {
   if (!IsRoot()) GTEST_SKIP() << "changing owners needs root";
   ScratchFolder scratch;
@@ -182,22 +145,19 @@ TEST(FileHandleTest, WritableFollowsOwnerGroupAndOtherBitsForTheUser) {
   IsUserMemberOfGroup(nobody.gid);  // the list now holds root's groups, and so the child's copy
   const int failures = RunAsNobody([&] {
     zuv::files_internal::ForgetGroups();
-    int failed = IsUserMemberOfGroup(nobody.gid) ? 0 : 0x80;
+    int failed = 0;
     for (size_t i = 0; i < std::size(cases); ++i) {
       const std::string folder = scratch / std::get<0>(cases[i]);
       const bool writable = std::get<4>(cases[i]);
       const CZuvFileHandle file = PathOf(folder + "/file");
-      // A file is writable where its folder is, whatever its own bits.
       if (ZuvIsWritable(PathOf(folder)) != writable || ZuvIsWritable(file) != writable ||
-          (CZuvFileHandle(PathOf(folder)).GetAttribute() & kZuvAttributeWritable) !=
-              (writable ? kZuvAttributeWritable : 0u) ||
           (file.GetAttribute() & kZuvAttributeWritable) != 0) {
         failed |= 1 << i;
       }
     }
     return failed;
   });
-  EXPECT_EQ(failures, 0) << "bit i: row i wrong; 0x80: nogroup not found among the groups";
+  EXPECT_EQ(failures, 0) << "bit i: row i wrong";
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <map>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -16,212 +17,131 @@
 
 namespace {
 
-using zuv::platform::OSStatus;
 using namespace zuv::platform::testing;
 using namespace zuv::testing;
 namespace fs = std::filesystem;
 
 using Disk = std::map<std::string, std::string>;
 using Dates = std::pair<uint32_t, uint32_t>;
+using UseFileSystem = ScopedReplacement<zuv::platform::FileSystem>;
 const Dates kMarked = {3'100'000'000, 3'200'000'000};
 
-// Two files to swap, "alpha" and "beta", beside a bystander, in one folder or in two.
+// Two files to swap, one/a.jpg and b.jpg in one/ or two/, beside a bystander, with marked access
+// dates (an exchange by renames keeps the catalog dates with the names).
 struct Pair {
-  std::string a;
-  std::string b;
-  std::string root;
-};
-
-Pair MakePair(const std::string& root, bool twoFolders) {
-  fs::create_directories(root + "/one");
-  fs::create_directories(root + "/two");
-  const Pair pair{root + "/one/a.jpg", root + (twoFolders ? "/two" : "/one") + "/b.jpg", root};
-  WriteFile(pair.a, "alpha");
-  WriteFile(pair.b, "beta");
-  WriteFile(root + "/one/bystander", "kept");
-  return pair;
-}
-
-Disk Swapped(Disk disk, const Pair& pair) {
-  std::swap(disk.at(fs::path(pair.a).lexically_relative(pair.root)),
-            disk.at(fs::path(pair.b).lexically_relative(pair.root)));
-  return disk;
-}
-
-// The low 32 bits of the access dates' seconds of both files. An exchange by renames keeps the
-// catalog dates with the names.
-Dates AccessDates(const Pair& pair) {
-  return {CatalogOf(pair.a, kFSCatInfoAccessDate).accessDate.lowSeconds,
-          CatalogOf(pair.b, kFSCatInfoAccessDate).accessDate.lowSeconds};
-}
-
-void MarkAccessDates(const Pair& pair) {
-  for (const auto& [path, seconds] : {std::pair{pair.a, kMarked.first}, {pair.b, kMarked.second}}) {
-    FSCatalogInfo info = {};
-    info.accessDate = UTCDateTime{0, seconds, 0};
-    ASSERT_EQ(zuv::platform::SetCatalogInfo(RefOf(path), kFSCatInfoAccessDate, info),
-              zuv::platform::kNoErr);
+  Pair(const std::string& top, bool twoFolders)
+      : a(top + "/one/a.jpg"), b(top + (twoFolders ? "/two" : "/one") + "/b.jpg"), root(top) {
+    fs::create_directories(root + "/one");
+    fs::create_directories(root + "/two");
+    WriteFile(a, "alpha");
+    WriteFile(b, "beta");
+    WriteFile(root + "/one/bystander", "kept");
+    before = Tree(root);
+    for (const auto& [path, seconds] : {std::pair{a, kMarked.first}, {b, kMarked.second}}) {
+      FSCatalogInfo info = {};
+      info.accessDate = UTCDateTime{0, seconds, 0};
+      zuv::platform::SetCatalogInfo(RefOf(path), kFSCatInfoAccessDate, info);
+    }
   }
-}
-
-OSStatus Exchange(const std::string& a, const std::string& b) {
-  const FSRef refA = RefOf(a);
-  const FSRef refB = RefOf(b);
-  FSRef newA;
-  FSRef newB;
-  return FSExchangeObjectsCompat(&refA, &refB, &newA, &newB);
-}
+  Dates AccessDates() const {
+    return {CatalogOf(a, kFSCatInfoAccessDate).accessDate.lowSeconds,
+            CatalogOf(b, kFSCatInfoAccessDate).accessDate.lowSeconds};
+  }
+  Disk Swapped() const {
+    Disk disk = before;
+    std::swap(disk.at(fs::path(a).lexically_relative(root)),
+              disk.at(fs::path(b).lexically_relative(root)));
+    return disk;
+  }
+  std::string a, b, root;
+  Disk before;
+};
 
 // In place on a tmpfs where this may mount one (else in the scratch folder), or by renames.
 TEST(SwapTest, ExchangesContentsInPlaceOrByRenames) {
-  struct Case {
-    const char* what;
-    bool native;
-    bool twoFolders;
-    bool locked;
-  };
-  const Case cases[] = {
-      {"by renames in one folder", false, false, false},
+  const std::tuple<const char*, bool, bool, bool> cases[] = {
+      // what, in place, two folders, locked
       {"by renames in two folders", false, true, false},
       {"in place", true, true, false},
       {"by renames, locked", false, false, true},
-      {"in place, locked", true, false, true},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.what);
-    if (c.locked && !IsRoot()) GTEST_SKIP() << "locking needs root";
+      {"in place, locked", true, false, true}};
+  for (const auto& [what, native, twoFolders, locked] : cases) {
+    SCOPED_TRACE(what);
+    if (locked && !IsRoot()) GTEST_SKIP() << "locking needs root";
     ScratchFolder scratch;
     const std::string root = IsRoot() ? scratch.MountTmpfs("volume") : scratch / "volume";
     ASSERT_FALSE(root.empty());
-    const Pair pair = MakePair(root, c.twoFolders);
-    if (c.native &&
+    const Pair pair(root, twoFolders);
+    if (native &&
         !zuv::platform::Replaceable<zuv::platform::FileSystem>::Real().CanExchange(RefOf(pair.a))) {
       GTEST_SKIP() << "this file system cannot exchange two files in place";
     }
-    const Disk before = Tree(root);
-    MarkAccessDates(pair);  // after reading the files, which may set the access dates
-    if (c.locked && !(scratch.Lock(pair.a) && scratch.Lock(pair.b))) {
+    if (locked && !(scratch.Lock(pair.a) && scratch.Lock(pair.b))) {
       GTEST_SKIP() << "chattr +i is not available here";
     }
     FaultyFileSystem fileSystem;
-    if (!c.native) fileSystem.AnswerCanExchange(false);
-    ScopedReplacement<zuv::platform::FileSystem> use(&fileSystem);
+    if (!native) fileSystem.AnswerCanExchange(false);
+    UseFileSystem use(&fileSystem);
     EXPECT_EQ(ZuvSwapFile(PathOf(pair.a), PathOf(pair.b)), kZuvSuccess);
-    if (!c.native) {
-      EXPECT_EQ(AccessDates(pair), kMarked);
-    }
-    EXPECT_EQ(Tree(root), Swapped(before, pair));
-    EXPECT_EQ(fileSystem.Calls(FaultyFileSystem::kExchange), c.native ? 1 : 0);
-    EXPECT_EQ(fileSystem.Calls(FaultyFileSystem::kRename), c.native ? 0 : 4);
-    EXPECT_EQ(fileSystem.Calls(FaultyFileSystem::kMove), !c.native && c.twoFolders ? 2 : 0);
-    EXPECT_EQ(IsLocked(pair.a), c.locked);
-    EXPECT_EQ(IsLocked(pair.b), c.locked);
+    EXPECT_TRUE(native || pair.AccessDates() == kMarked);
+    EXPECT_EQ(Tree(root), pair.Swapped());
+    EXPECT_EQ(fileSystem.Calls(FaultyFileSystem::kExchange), native ? 1 : 0);
+    EXPECT_EQ(fileSystem.Calls(FaultyFileSystem::kMove), !native && twoFolders ? 2 : 0);
+    EXPECT_EQ(IsLocked(pair.a), locked);
+    EXPECT_EQ(IsLocked(pair.b), locked);
   }
 }
 
 // Each step of the exchange by renames fails in turn; both files must be back where they were,
 // under their own names, with their own contents and catalog dates.
 TEST(SwapTest, EveryFailedStepOfTheExchangeByRenamesIsUndone) {
-  struct Step {
-    const char* what;
-    FaultyFileSystem::Kind kind;
-    int call;
-    int count;
-    bool twoFoldersOnly;
-  };
-  const Step steps[] = {
-      {"first temporary name", FaultyFileSystem::kRename, 1, 1, false},
-      {"second temporary name", FaultyFileSystem::kRename, 2, 1, false},
-      {"first move", FaultyFileSystem::kMove, 1, 1, true},
-      {"second move", FaultyFileSystem::kMove, 2, 1, true},
-      {"first catalog write", FaultyFileSystem::kCatalogWrite, 1, 1, false},
-      {"second catalog write", FaultyFileSystem::kCatalogWrite, 2, 1, false},
-      {"first final name", FaultyFileSystem::kRename, 3, 1, false},
-      {"second final name", FaultyFileSystem::kRename, 4, 1, false},
-      {"second final name, and back", FaultyFileSystem::kRename, 4, 2, false},
-  };
+  using F = FaultyFileSystem;
+  const std::tuple<F::Kind, int, int, bool> steps[] = {
+      // kind, call, calls that fail, only with two folders
+      {F::kRename, 1, 1, false}, {F::kRename, 2, 1, false},       {F::kMove, 1, 1, true},
+      {F::kMove, 2, 1, true},    {F::kCatalogWrite, 1, 1, false}, {F::kCatalogWrite, 2, 1, false},
+      {F::kRename, 3, 1, false}, {F::kRename, 4, 1, false},       {F::kRename, 4, 2, false}};
   for (const bool twoFolders : {false, true}) {
-    for (const Step& step : steps) {
-      if (step.twoFoldersOnly && !twoFolders) continue;
-      SCOPED_TRACE(std::string(step.what) + (twoFolders ? " in two folders" : " in one folder"));
+    for (const auto& [kind, call, count, twoFoldersOnly] : steps) {
+      if (twoFoldersOnly && !twoFolders) continue;
+      SCOPED_TRACE(testing::Message() << kind << " " << call << "+" << count << " " << twoFolders);
       ScratchFolder scratch;
-      const Pair pair = MakePair(scratch.Path(), twoFolders);
-      const Disk before = Tree(pair.root);
-      MarkAccessDates(pair);
+      const Pair pair(scratch.Path(), twoFolders);
       FaultyFileSystem fileSystem;
       fileSystem.AnswerCanExchange(false);
-      fileSystem.Fail(step.kind, step.call, zuv::platform::kErrIO, step.count);
-      ScopedReplacement<zuv::platform::FileSystem> use(&fileSystem);
-      EXPECT_EQ(Exchange(pair.a, pair.b), zuv::platform::kErrIO);
-      EXPECT_EQ(AccessDates(pair), kMarked);
-      EXPECT_EQ(Tree(pair.root), before);
+      fileSystem.Fail(kind, call, zuv::platform::kErrIO, count);
+      UseFileSystem use(&fileSystem);
+      FSRef newA, newB;
+      const FSRef a = RefOf(pair.a), b = RefOf(pair.b);
+      EXPECT_EQ(FSExchangeObjectsCompat(&a, &b, &newA, &newB), zuv::platform::kErrIO);
+      EXPECT_EQ(pair.AccessDates(), kMarked);
+      EXPECT_EQ(Tree(pair.root), pair.before);
     }
-  }
-}
-
-TEST(SwapTest, TemporaryNamesAreFreeInBothFolders) {
-  ScratchFolder scratch;
-  const Pair pair = MakePair(scratch.Path(), true);
-  FaultyFileSystem fileSystem;
-  fileSystem.AnswerCanExchange(false);
-  ScopedReplacement<zuv::platform::FileSystem> use(&fileSystem);
-  ASSERT_EQ(ZuvSwapFile(PathOf(pair.a), PathOf(pair.b)), kZuvSuccess);
-  const std::vector<std::u16string> first = fileSystem.RenamedTo();
-  ASSERT_EQ(first.size(), 4u);
-  const std::string source(first[0].begin(), first[0].end());
-  const std::string dest(first[1].begin(), first[1].end());
-  for (const std::string& name : {source, dest}) {
-    EXPECT_EQ(name.size(), 8u);
-    EXPECT_EQ(name.find_first_not_of("0123456789ABCDEF"), std::string::npos) << name;
-  }
-
-  // The same names, now each taken in one of the folders, must not be used again.
-  WriteFile(scratch / ("one/" + source), "blocker");
-  WriteFile(scratch / ("two/" + dest), "blocker");
-  const Disk blocked = Tree(scratch.Path());
-  ASSERT_EQ(ZuvSwapFile(PathOf(pair.a), PathOf(pair.b)), kZuvSuccess);
-  EXPECT_EQ(Tree(scratch.Path()), Swapped(blocked, pair));
-  const std::vector<std::u16string> second = fileSystem.RenamedTo();
-  ASSERT_EQ(second.size(), 8u);
-  for (const std::u16string& name : {second[4], second[5]}) {
-    EXPECT_NE(name, first[0]);
-    EXPECT_NE(name, first[1]);
   }
 }
 
 // Files on two volumes are refused too, where this may mount a second one.
 TEST(SwapTest, RefusedSwapsChangeNothing) {
-  struct Case {
-    const char* what;
-    std::string a;
-    std::string b;
-    ZuvResult result;
-  };
   for (const bool native : {true, false}) {
     ScratchFolder scratch;
-    const Pair pair = MakePair(scratch.Path(), false);
-    std::vector<Case> cases = {
-        {"no first path", "", pair.b, kZuvErrFileSystem},
-        {"no second path", pair.a, "", kZuvErrAccessDenied},
-        {"a folder", scratch / "two", pair.b, kZuvErrFailed},
-        {"the other way", pair.a, scratch / "two", kZuvErrFailed},
-    };
+    const Pair pair(scratch.Path(), false);
+    std::vector<std::tuple<std::string, std::string, ZuvResult>> cases = {
+        {"", pair.b, kZuvErrFileSystem},
+        {pair.a, "", kZuvErrAccessDenied},
+        {scratch / "two", pair.b, kZuvErrFailed},
+        {pair.a, scratch / "two", kZuvErrFailed}};
     const std::string other = IsRoot() ? scratch.MountTmpfs("other") : "";
     if (!other.empty()) {
       WriteFile(other + "/c.jpg", "gamma");
-      cases.push_back({"two volumes", pair.a, other + "/c.jpg", kZuvErrFailed});
+      cases.emplace_back(pair.a, other + "/c.jpg", kZuvErrFailed);
     }
     const Disk before = Tree(scratch.Path());
     FaultyFileSystem fileSystem;
     if (!native) fileSystem.AnswerCanExchange(false);
-    ScopedReplacement<zuv::platform::FileSystem> use(&fileSystem);
-    for (const Case& c : cases) {
-      SCOPED_TRACE(std::string(c.what) + (native ? " in place" : " by renames"));
-      EXPECT_EQ(ZuvSwapFile(PathOf(c.a), PathOf(c.b)), c.result);
-      EXPECT_EQ(Tree(scratch.Path()), before);
-    }
-    if (!other.empty()) {
-      EXPECT_EQ(Exchange(pair.a, other + "/c.jpg"), zuv::platform::kErrDifferentVolume);
+    UseFileSystem use(&fileSystem);
+    for (const auto& [a, b, result] : cases) {
+      SCOPED_TRACE(a + " " + b + (native ? " in place" : " by renames"));
+      EXPECT_EQ(ZuvSwapFile(PathOf(a), PathOf(b)), result);
       EXPECT_EQ(Tree(scratch.Path()), before);
     }
   }

@@ -1,6 +1,5 @@
-// Helpers of the file operation tests: strings and path objects from text, and what a file or a
-// folder holds on disk. Files are written with zuv/platform/testing/scratch.h. Header-only; used
-// by the tests alone.
+// Helpers of the file tests: strings and path objects from text, and what a file or a folder holds
+// on disk (files are written with zuv/platform/testing/scratch.h). Header-only; tests alone.
 #pragma once
 
 #include <algorithm>

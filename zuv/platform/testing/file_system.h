@@ -10,33 +10,16 @@
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "zuv/platform/file_system.h"
 
 namespace zuv::platform::testing {
 
-/// Forwards to the real file system. Calls are numbered from 1 per kind; a call chosen to fail
-/// does nothing and answers its error: a fork transfer as a fork that could not be opened, a
-/// truth value as false. Pauses are counted, not slept.
+/// Forwards to the real file system. Calls of the kinds below are numbered from 1 per kind; a call
+/// chosen to fail does nothing and answers its error. Pauses are counted, not slept.
 class FaultyFileSystem : public FileSystem {
  public:
-  enum Kind {
-    kReadFork,
-    kWriteFork,
-    kCreateFile,
-    kCreateFolder,
-    kRename,
-    kMove,
-    kDelete,
-    kUnlink,
-    kRemoveTree,
-    kDeleteResourceFork,
-    kExists,
-    kExchange,
-    kCatalogWrite,
-    kKindCount
-  };
+  enum Kind { kRename, kMove, kDelete, kUnlink, kExchange, kCatalogWrite, kKindCount };
 
   /// Makes calls `first` to `first + count - 1` of `kind` answer `error`.
   void Fail(Kind kind, int first, OSStatus error, int count = 1) {
@@ -56,37 +39,23 @@ class FaultyFileSystem : public FileSystem {
     const std::lock_guard<std::mutex> hold(m_lock);
     return m_pauses;
   }
-  /// The names given to Rename, in order, failed calls included.
-  std::vector<std::u16string> RenamedTo() const {
-    const std::lock_guard<std::mutex> hold(m_lock);
-    return m_renamedTo;
-  }
 
   ForkOutcome ReadFork(const FSRef& file, void* buffer, size_t count) override {
-    if (const auto error = Failure(kReadFork)) return {*error, kErrFileNotOpen};
     return Real().ReadFork(file, buffer, count);
   }
   ForkOutcome WriteFork(const FSRef& file, const void* data, size_t count) override {
-    if (const auto error = Failure(kWriteFork)) return {*error, kErrFileNotOpen};
     return Real().WriteFork(file, data, count);
   }
   OSStatus CreateFile(const FSRef& parent, std::u16string_view name, FSRef* created) override {
-    if (const auto error = Failure(kCreateFile)) return *error;
     return Real().CreateFile(parent, name, created);
   }
   OSStatus CreateFolder(const FSRef& parent, std::u16string_view name, FSRef* created) override {
-    if (const auto error = Failure(kCreateFolder)) return *error;
     return Real().CreateFolder(parent, name, created);
   }
   OSStatus CreateFolderAtPath(const std::string& path, uint32_t mode) override {
-    if (const auto error = Failure(kCreateFolder)) return *error;
     return Real().CreateFolderAtPath(path, mode);
   }
   OSStatus Rename(const FSRef& item, std::u16string_view name, FSRef* renamed) override {
-    {
-      const std::lock_guard<std::mutex> hold(m_lock);
-      m_renamedTo.emplace_back(name);
-    }
     if (const auto error = Failure(kRename)) return *error;
     return Real().Rename(item, name, renamed);
   }
@@ -102,14 +71,11 @@ class FaultyFileSystem : public FileSystem {
     if (const auto error = Failure(kUnlink)) return *error;
     return Real().Unlink(path);
   }
-  bool RemoveTree(const std::string& path) override {
-    return !Failure(kRemoveTree) && Real().RemoveTree(path);
-  }
+  bool RemoveTree(const std::string& path) override { return Real().RemoveTree(path); }
   OSStatus DeleteResourceFork(const FSRef& item) override {
-    if (const auto error = Failure(kDeleteResourceFork)) return *error;
     return Real().DeleteResourceFork(item);
   }
-  bool Exists(const std::string& path) override { return !Failure(kExists) && Real().Exists(path); }
+  bool Exists(const std::string& path) override { return Real().Exists(path); }
   bool CanExchange(const FSRef& item) override {
     std::optional<bool> answer;
     {
@@ -147,7 +113,6 @@ class FaultyFileSystem : public FileSystem {
   std::array<int, kKindCount> m_calls = {};
   std::map<std::pair<Kind, int>, OSStatus> m_failures;
   std::optional<bool> m_canExchange;
-  std::vector<std::u16string> m_renamedTo;
   int m_pauses = 0;
 };
 

@@ -55,27 +55,22 @@ class FakeMachineFacts : public MachineFacts {
   uint32_t SystemVersion() override { return systemVersion; }
 };
 
-/// Forwards every question to the real facts and counts the device and mount questions asked.
+/// Forwards every question to the real facts and counts the mount-table reads.
 class CountingMachineFacts : public MachineFacts {
  public:
-  /// Mount-table reads, and block-device and device-tree questions, since construction.
   int MountReads() const { return m_mountReads; }
-  int DeviceReads() const { return m_deviceReads; }
 
   bool ReadMounts(std::vector<MountEntry>* mounts) override {
     ++m_mountReads;
     return Replaceable<MachineFacts>::Real().ReadMounts(mounts);
   }
   std::string BlockDeviceOf(const MountEntry& mount) override {
-    ++m_deviceReads;
     return Replaceable<MachineFacts>::Real().BlockDeviceOf(mount);
   }
   bool ReadBlockDevice(const std::string& name, BlockDevice* device) override {
-    ++m_deviceReads;
     return Replaceable<MachineFacts>::Real().ReadBlockDevice(name, device);
   }
   std::string DeviceSubsystem(const std::string& entry) override {
-    ++m_deviceReads;
     return Replaceable<MachineFacts>::Real().DeviceSubsystem(entry);
   }
   bool ReadFreeBytes(const std::string& path, uint64_t* bytes) override {
@@ -85,7 +80,6 @@ class CountingMachineFacts : public MachineFacts {
 
  private:
   std::atomic<int> m_mountReads{0};
-  std::atomic<int> m_deviceReads{0};
 };
 
 }  // namespace zuv::platform::testing

@@ -1,9 +1,7 @@
 // Real file systems for tests: a scratch folder that cleans up after itself, mounts made beneath it
 // (tmpfs, an ISO 9660 image, a loop-mounted ext2/ext4 image) that are undone when it goes, locked
-// files, ownership, trees deeper than any path, and running a check in a child process that has
-// dropped to an unprivileged user or may open only a few files.
-// Header-only; compiled into the tests alone. Whatever needs root or a missing tool reports why it
-// cannot run.
+// files, trees deeper than any path, and checks run in a child process that has dropped to an
+// unprivileged user or may open only a few files. Header-only; compiled into the tests alone.
 #pragma once
 
 #include <cstdint>
@@ -45,8 +43,7 @@ inline bool KernelHasFileSystem(const std::string& type) {
   return false;
 }
 
-/// The device id of an item (its st_dev, not following a last symbolic link); 0 when it is not
-/// there.
+/// The device id (st_dev) of an item, not following a last symbolic link; 0 when it is not there.
 inline uint64_t DeviceOf(const std::string& path) {
   struct stat st;
   return lstat(path.c_str(), &st) == 0 ? st.st_dev : 0;
@@ -72,7 +69,6 @@ struct Nobody {
   uid_t uid = 65534;
   gid_t gid = 65534;
 };
-
 inline Nobody FindNobody() {
   Nobody nobody;
   if (const passwd* user = getpwnam("nobody")) nobody.uid = user->pw_uid;
@@ -84,8 +80,8 @@ inline Nobody FindNobody() {
   return nobody;
 }
 
-/// Starts `check` in a child process, which exits with what it returns. -1 when it could not be
-/// started. The child inherits this process's memory, caches included.
+/// Starts `check` in a child process, which inherits this process's memory (caches included) and
+/// exits with what `check` returns; -1 when it could not be started.
 inline pid_t StartChild(const std::function<int()>& check) {
   const pid_t child = fork();
   if (child == 0) _exit(check());
@@ -98,7 +94,6 @@ inline int WaitForChild(pid_t child) {
   if (child < 0 || waitpid(child, &status, 0) != child || !WIFEXITED(status)) return -1;
   return WEXITSTATUS(status);
 }
-
 inline int RunInChild(const std::function<int()>& check) { return WaitForChild(StartChild(check)); }
 
 /// Drops the calling process to the user `uid` with `gid` as its only group; false when refused.
@@ -144,8 +139,8 @@ inline bool MakeDeepTree(const std::string& top, int depth, const std::string& o
   return linked;
 }
 
-/// A new folder under /tmp, open to every user so that a child that dropped its privileges can
-/// reach it. At the end, whatever was mounted or locked through it is undone and it is removed.
+/// A new folder under /tmp that every user may reach. At the end, whatever was mounted or locked
+/// through it is undone and it is removed.
 class ScratchFolder {
  public:
   ScratchFolder() {
@@ -168,8 +163,8 @@ class ScratchFolder {
   /// The path of `name` inside the folder.
   std::string operator/(const std::string& name) const { return m_path + "/" + name; }
 
-  /// Makes a folder `name` and mounts a tmpfs of that size on it, read-only when asked. Its path,
-  /// or empty when the mount failed (not root).
+  /// Mounts a tmpfs of that size on a new folder `name`, read-only when asked. Its path, or empty
+  /// when the mount failed (not root).
   std::string MountTmpfs(const std::string& name, const std::string& size = "4m",
                          bool readOnly = false) {
     return Mount(name, [&](const std::string& point) {
@@ -198,9 +193,8 @@ class ScratchFolder {
     });
   }
 
-  /// Makes an empty 1 MiB image of an ext2, ext3 or ext4 file system and mounts it through a loop
-  /// device on a folder `name`, read-only when asked. Its path, or empty when mke2fs or the mount
-  /// failed.
+  /// Mounts an empty 1 MiB ext2, ext3 or ext4 image through a loop device on a new folder `name`,
+  /// read-only when asked. Its path, or empty when mke2fs or the mount failed.
   std::string MountDiskImage(const std::string& name, const std::string& fsType, bool readOnly) {
     const std::string image = *this / (name + ".img");
     if (!RunCommand("mke2fs -q -F -t " + fsType + " '" + image + "' 1M")) return "";
