@@ -146,8 +146,10 @@ class LinuxTransferSteps final : public TransferSteps {
     if (Replaceable<FileSystem>::Current().RemoveTree(path)) return 0;
     return errno != 0 ? errno : EIO;
   }
+  // Read without changing the access time the copy carried over.
   int OpenWritten(const std::string& path, int* fd) override {
-    *fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    *fd = open(path.c_str(), O_RDONLY | O_NOATIME | O_NOFOLLOW | O_CLOEXEC);
+    if (*fd < 0 && errno == EPERM) *fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
     if (*fd < 0) return errno;
     posix_fadvise(*fd, 0, 0, POSIX_FADV_DONTNEED);
     return 0;
