@@ -23,6 +23,9 @@ namespace {
 // finished.
 constexpr uint64_t kKernelCopyStep = uint64_t{64} << 20;
 constexpr size_t kBufferSize = size_t{1} << 20;
+// A hashed copy is made durable and read back next, so its writeback starts as each part of this
+// size is written, and the device writes while the copy goes on.
+constexpr off_t kWritebackStep = off_t{8} << 20;
 
 using DataControl = TransferSteps::DataControl;
 
@@ -70,7 +73,12 @@ int CopyRange(int from, int to, off_t begin, off_t end, bool* kernel, XXH3_state
   }
   const size_t size = static_cast<size_t>(std::min<off_t>(end - offset, kBufferSize));
   char* const buffer = offset < end ? Buffer(size) : nullptr;
+  off_t written = offset;  // the end of the part whose writeback was started
   while (offset < end) {
+    if (state != nullptr && offset - written >= kWritebackStep) {
+      sync_file_range(to, written, offset - written, SYNC_FILE_RANGE_WRITE);
+      written = offset;
+    }
     if (offset > begin && Stopped(control)) return ECANCELED;
     const size_t step = static_cast<size_t>(std::min<off_t>(end - offset, kBufferSize));
     const ssize_t got = pread(from, buffer, step, offset);
