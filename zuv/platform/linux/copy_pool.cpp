@@ -1,5 +1,6 @@
 #include "zuv/platform/linux/copy_pool.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <utility>
@@ -8,7 +9,9 @@ namespace zuv::platform {
 namespace {
 
 // Queued jobs per thread before Run blocks: enough to keep every thread busy with small files.
-constexpr size_t kQueuedPerThread = 16;
+// With the cap on threads, the descriptors held by jobs stay a few hundred at most.
+constexpr size_t kQueuedPerThread = 4;
+constexpr unsigned kMostThreads = 32;
 
 }  // namespace
 
@@ -29,12 +32,11 @@ unsigned CopyPool::ThreadsForCopy() {
     char* end = nullptr;
     errno = 0;
     const unsigned long threads = std::strtoul(text, &end, 10);
-    if (errno == 0 && end != text && *end == '\0' && threads > 0 && threads <= 1024) {
-      return static_cast<unsigned>(threads);
+    if (errno == 0 && end != text && *end == '\0' && threads > 0) {
+      return static_cast<unsigned>(std::min<unsigned long>(threads, kMostThreads));
     }
   }
-  const unsigned cores = std::thread::hardware_concurrency();
-  return cores > 0 ? cores : 1;
+  return std::clamp(std::thread::hardware_concurrency(), 1u, kMostThreads);
 }
 
 void CopyPool::Run(std::function<void()> job) {

@@ -24,7 +24,7 @@ class CopyPool {
   CopyPool& operator=(const CopyPool&) = delete;
 
   /// The number of threads for a copy: $ZUV_COPY_THREADS when it is a positive number, else the
-  /// machine's cores.
+  /// machine's cores; 32 at the most.
   static unsigned ThreadsForCopy();
 
   /// Runs `job`, queued for a thread of the pool. Blocks while many jobs are queued, so that the
