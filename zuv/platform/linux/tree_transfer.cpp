@@ -382,7 +382,7 @@ class Walk {
     XXH3_state_t* state = XXH3_createState();
     if (state == nullptr) return false;
     XXH3_64bits_reset(state);
-    constexpr size_t kStep = size_t{1} << 20;
+    constexpr size_t kStep = size_t{256} << 10;
     thread_local std::vector<char> buffer(kStep);
     ssize_t got = 0;
     while ((got = read(fd, buffer.data(), buffer.size())) > 0 || (got < 0 && errno == EINTR)) {
