@@ -71,7 +71,15 @@ int OpenFolder(const std::string& path, Descriptor* out) {
   return out->get() < 0 ? errno : 0;
 }
 
-int ReadNames(int folder, std::vector<std::string>* names) {
+// An item of a folder, and whether the folder's listing says it is a regular file.
+struct Entry {
+  std::string name;
+  bool regular;
+  bool operator<(const Entry& other) const { return name < other.name; }
+};
+
+// The items of a folder, sorted by name.
+int ReadEntries(int folder, std::vector<Entry>* entries) {
   const int fd = dup(folder);
   DIR* stream = fd < 0 ? nullptr : fdopendir(fd);
   if (stream == nullptr) {
@@ -82,11 +90,11 @@ int ReadNames(int folder, std::vector<std::string>* names) {
   errno = 0;
   while (const dirent* entry = readdir(stream)) {
     const std::string name = entry->d_name;
-    if (name != "." && name != "..") names->push_back(name);
+    if (name != "." && name != "..") entries->push_back({name, entry->d_type == DT_REG});
   }
   const int error = errno;
   closedir(stream);
-  std::sort(names->begin(), names->end());
+  std::sort(entries->begin(), entries->end());
   return error;
 }
 
@@ -126,7 +134,7 @@ class Walk {
   // before stays.
   int Copy(int from, const std::string& name, int to, const std::string& toName,
            const std::string& toPath) {
-    CopyItem(from, name, nullptr, to, toName, toPath, true);
+    CopyItem(from, {name, false}, nullptr, to, toName, toPath, true);
     m_pool.Wait();
     const std::lock_guard<std::mutex> hold(m_lock);
     return m_error;
@@ -166,21 +174,26 @@ class Walk {
   bool Stopped() const { return m_stop.load(std::memory_order_relaxed); }
 
   // `folder` is the folder being filled, null at the top, whose made descriptor is `to`.
-  void CopyItem(int from, const std::string& name, const std::shared_ptr<MadeFolder>& folder,
-                int to, const std::string& toName, const std::string& toPath, bool top) {
+  void CopyItem(int from, const Entry& entry, const std::shared_ptr<MadeFolder>& folder, int to,
+                const std::string& toName, const std::string& toPath, bool top) {
     const size_t order = m_order++;
-    const int error = CopyItemAt(from, name, folder, to, toName, toPath, top, order);
+    const int error = CopyItemAt(from, entry, folder, to, toName, toPath, top, order);
     if (error != 0) {
       Fail(order, error);
       if (folder) folder->failed = true;
     }
   }
 
-  int CopyItemAt(int from, const std::string& name, const std::shared_ptr<MadeFolder>& folder,
-                 int to, const std::string& toName, const std::string& toPath, bool top,
-                 size_t order) {
+  // A file that the listing calls regular is opened and looked at through its descriptor, which
+  // spares a look by name; any other item, or a file that cannot be opened so, is looked at by
+  // name first.
+  int CopyItemAt(int from, const Entry& entry, const std::shared_ptr<MadeFolder>& folder, int to,
+                 const std::string& toName, const std::string& toPath, bool top, size_t order) {
+    const std::string& name = entry.name;
     struct stat st;
-    if (fstatat(from, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) return errno;
+    std::shared_ptr<Descriptor> source;
+    if (entry.regular) source = OpenFile(from, name, &st);
+    if (!source && fstatat(from, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) return errno;
     if (S_ISSOCK(st.st_mode) || S_ISCHR(st.st_mode) || S_ISBLK(st.st_mode)) return EOPNOTSUPP;
     if (top) {
       struct stat there;
@@ -194,20 +207,33 @@ class Walk {
     if (S_ISDIR(st.st_mode)) return CopyFolder(from, name, st, folder, to, toName, toPath, order);
     if (S_ISLNK(st.st_mode)) return CopyLink(from, name, st, to, toName, top);
     if (S_ISFIFO(st.st_mode)) return CopyFifo(st, to, toName, top);
-    return CopyFile(from, name, st, folder, to, toName, toPath, top, order);
+    return CopyFile(from, name, st, std::move(source), folder, to, toName, toPath, top, order);
   }
 
-  // Makes the file and hands its data and metadata to the pool.
-  int CopyFile(int from, const std::string& name, const struct stat& st,
-               const std::shared_ptr<MadeFolder>& folder, int to, const std::string& toName,
-               const std::string& toPath, bool top, size_t order) {
-    // O_NONBLOCK: a FIFO swapped in meanwhile is not waited on, and is refused below.
+  // The regular file `name` of `from` open for reading, its status in *st; null when it cannot
+  // be opened or is no regular file.
+  static std::shared_ptr<Descriptor> OpenFile(int from, const std::string& name, struct stat* st) {
+    // O_NONBLOCK: a FIFO swapped in meanwhile is not waited on.
     auto source = std::make_shared<Descriptor>(OpenSource(from, name, O_RDONLY | O_NONBLOCK));
-    if (source->get() < 0) return errno;
-    struct stat opened;
-    if (fstat(source->get(), &opened) != 0) return errno;
-    if (!S_ISREG(opened.st_mode) || opened.st_ino != st.st_ino || opened.st_dev != st.st_dev) {
-      return EAGAIN;  // replaced since it was looked at
+    if (source->get() < 0 || fstat(source->get(), st) != 0 || !S_ISREG(st->st_mode)) return nullptr;
+    return source;
+  }
+
+  // Makes the file and hands its data and metadata to the pool. `source` is the file open, or
+  // null when it was looked at by name only.
+  int CopyFile(int from, const std::string& name, const struct stat& st,
+               std::shared_ptr<Descriptor> source, const std::shared_ptr<MadeFolder>& folder,
+               int to, const std::string& toName, const std::string& toPath, bool top,
+               size_t order) {
+    struct stat opened = st;
+    if (!source) {
+      // O_NONBLOCK: a FIFO swapped in meanwhile is not waited on, and is refused below.
+      source = std::make_shared<Descriptor>(OpenSource(from, name, O_RDONLY | O_NONBLOCK));
+      if (source->get() < 0) return errno;
+      if (fstat(source->get(), &opened) != 0) return errno;
+      if (!S_ISREG(opened.st_mode) || opened.st_ino != st.st_ino || opened.st_dev != st.st_dev) {
+        return EAGAIN;  // replaced since it was looked at
+      }
     }
     int fd = -1;
     if (const int error = m_steps.CreateFile(to, toName, &fd)) return error;
@@ -256,8 +282,8 @@ class Walk {
     auto folder = std::make_shared<MadeFolder>();
     folder->source.reset(OpenSource(from, name, O_RDONLY | O_DIRECTORY));
     if (folder->source.get() < 0) return errno;
-    std::vector<std::string> names;
-    if (const int error = ReadNames(folder->source.get(), &names)) return error;
+    std::vector<Entry> entries;
+    if (const int error = ReadEntries(folder->source.get(), &entries)) return error;
     if (const int error = m_steps.MakeFolder(to, toName)) return error;
     if (!parent) m_madeTop = true;
     folder->made.reset(openat(to, toName.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
@@ -277,10 +303,10 @@ class Walk {
     folder->name = toName;
     folder->order = order;
     if (parent) parent->users.fetch_add(1, std::memory_order_relaxed);
-    for (const std::string& child : names) {
+    for (const Entry& child : entries) {
       if (Stopped()) break;
-      CopyItem(folder->source.get(), child, folder, folder->made.get(), child, toPath + "/" + child,
-               false);
+      CopyItem(folder->source.get(), child, folder, folder->made.get(), child.name,
+               toPath + "/" + child.name, false);
     }
     // The folder stays with what it holds so far.
     if (Stopped()) folder->failed = true;
@@ -460,11 +486,11 @@ int RemoveSourceKeeping(const std::string& source, const std::vector<std::string
   int first = 0;
   for (const std::string& folder : folders) {
     Descriptor open(-1);
-    std::vector<std::string> names;
+    std::vector<Entry> entries;
     int error = OpenFolder(source + folder, &open);
-    if (error == 0) error = ReadNames(open.get(), &names);
-    for (const std::string& name : names) {
-      const std::string item = folder + "/" + name;
+    if (error == 0) error = ReadEntries(open.get(), &entries);
+    for (const Entry& entry : entries) {
+      const std::string item = folder + "/" + entry.name;
       if (files.count(item) == 0 && folders.count(item) == 0 && error == 0) {
         error = steps.RemoveSource(source + item);
       }
