@@ -10,7 +10,7 @@ packages=(
   locales
   clang libclang-rt-14-dev
   e2fsprogs xorriso fuseiso mount util-linux libmount-dev tzdata
-  libglib2.0-dev libglib2.0-bin hyperfine
+  libglib2.0-dev libglib2.0-bin libxxhash-dev hyperfine
   qt6-base-dev qt6-qpa-plugins fonts-dejavu-core xvfb xauth
   doxygen file dpkg-dev
 )

@@ -60,18 +60,21 @@ const ZuvToolCommand kCommands[] = {
      "    for items on other volumes. An item that could not be trashed (missing, not movable,\n"
      "    or on a volume without a trash, such as a tmpfs) is reported and stays where it was.\n",
      RunTrashCommand},
-    {"copy", "[--replace] [--quiet] SOURCE... DEST",
+    {"copy", "[--replace] [--quiet] [--verify] SOURCE... DEST",
      "copies files and folders into the folder DEST, or one item to the new path DEST",
      "    Each SOURCE lands in DEST under its own name; with one SOURCE, DEST may also be the\n"
      "    new item's path. An item already there is reported and kept, unless --replace is\n"
      "    given. Links are copied as links; modes, times and user.* attributes are kept. On a\n"
      "    terminal a progress bar counts the items (--quiet turns it off). Ctrl-C cancels:\n"
-     "    nothing partial is left, and the exit status is 130.\n",
+     "    nothing partial is left, and the exit status is 130. --verify reads every copied file\n"
+     "    back from the device and compares it with its source; a file that differs is named\n"
+     "    and the command fails.\n",
      RunCopyCommand},
-    {"move", "[--replace] [--quiet] SOURCE... DEST",
+    {"move", "[--replace] [--quiet] [--verify] SOURCE... DEST",
      "moves files and folders into the folder DEST, or one item to the new path DEST",
      "    As copy. Across volumes each item is copied, made durable, and only then removed from\n"
-     "    its place; after Ctrl-C or a failure the source is whole and nothing is left at DEST.\n",
+     "    its place; after Ctrl-C or a failure the source is whole and nothing is left at DEST.\n"
+     "    With --verify a source is removed only once its copy read back as it was copied.\n",
      RunMoveCommand},
     {"tempfile", "[--project NAME] [--suffix .EXT]",
      "creates a new temporary file in the project temp folder and shows its path",

@@ -2,7 +2,8 @@
 // showing a progress bar on a terminal, and canceling cleanly on Ctrl-C. The callback carries only
 // the tool's datum, so the bar counts items: the library calls it before each item it makes, and
 // a quick walk of the sources first gives the total. Bytes are not shown, as the tool cannot know
-// how far into an item the library is.
+// how far into an item the library is. With --verify every copied file is read back from the
+// device and compared with its source before the command succeeds (and a move removes a source).
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -17,8 +18,10 @@
 #include <vector>
 
 #include "tools/zuv/command.h"
+#include "zuv/files/file_ops.h"
 #include "zuv/paths/internal/path_text.h"
 #include "zuv/transfer/copy_move.h"
+#include "zuv/transfer/path_operation.h"
 #include "zuv/transfer/result.h"
 
 namespace {
@@ -149,6 +152,40 @@ bool Progress(void* data) {
   return g_interrupted == 0;
 }
 
+// The variant's work with the check of --verify: the path operation with its check on, after the
+// checks and the making of room that the variant does. Each file that failed the check is named.
+ZuvResult RunVerified(const Operation& operation, const Item& item, ProgressBar* bar) {
+  const CZuvStringData source = ZuvToolUtf8(item.source);
+  const CZuvStringData target = ZuvToolUtf8(item.Target());
+  if (const ZuvResult valid = ValidFolderPathForCopyMove(source, ZuvToolUtf8(item.folder));
+      ZuvIsFailure(valid)) {
+    return valid;
+  }
+  if (Exists(item.Target())) {
+    if (ZuvIsSubFolder(target, source)) return kZuvErrSubFolder;
+    // As the variant: an item that cannot be removed is kept, and the caller finds it there.
+    if (ZuvIsFailure(ZuvRemoveFileRecursive(ZuvToolPathObject(item.Target())))) return kZuvSuccess;
+  }
+  std::unique_ptr<ZuvPathOperation> work;
+  if (operation.moves) {
+    work = ZuvMovePath::Create(source, target);
+  } else {
+    work = ZuvCopyPath::Create(source, target);
+  }
+  work->setProgress(&Progress, bar);
+  work->setVerify(true);
+  const ZuvResult result = work->perform();
+  if (!work->verifyMismatches().empty()) bar->Clear();
+  for (const std::string& mismatch : work->verifyMismatches()) {
+    ZuvToolFailure(operation.command, mismatch, result, "did not read back as it was copied");
+  }
+  if (ZuvIsFailure(result) && result != kZuvErrCanceled &&
+      IsDiskFullError(ZuvToolPathObject(item.folder))) {
+    return kZuvErrDiskFull;
+  }
+  return result;
+}
+
 // The item at a path, held open so that its inode cannot be handed to a new item while it is
 // looked at: whether the item there later is still this one tells whether it was replaced.
 class HeldItem {
@@ -181,6 +218,7 @@ std::string Names(const std::vector<Item>& items, size_t from, size_t to) {
 int Run(const Operation& operation, const std::vector<std::string>& arguments) {
   bool replace = false;
   bool quiet = false;
+  bool verify = false;
   std::vector<std::string> paths;
   bool options = true;
   for (const std::string& argument : arguments) {
@@ -190,6 +228,8 @@ int Run(const Operation& operation, const std::vector<std::string>& arguments) {
       replace = true;
     } else if (options && (argument == "--quiet" || argument == "-q")) {
       quiet = true;
+    } else if (options && argument == "--verify") {
+      verify = true;
     } else if (options && argument.size() > 1 && argument.front() == '-') {
       return ZuvToolUsageError(operation.command, "unknown option '" + argument + "'");
     } else {
@@ -260,8 +300,10 @@ int Run(const Operation& operation, const std::vector<std::string>& arguments) {
     const HeldItem before(item.Target());
     bar.Start(item);
     const CZuvStringData name = ZuvToolUtf8(item.name);
-    const ZuvResult result = operation.run(ZuvToolPathObject(item.source),
-                                           ZuvToolPathObject(item.folder), &name, &Progress, &bar);
+    const ZuvResult result =
+        verify ? RunVerified(operation, item, &bar)
+               : operation.run(ZuvToolPathObject(item.source), ZuvToolPathObject(item.folder),
+                               &name, &Progress, &bar);
     if (result == kZuvErrCanceled) {
       // A copy keeps what it made before the cancel: that partial item goes too.
       if (Exists(item.Target())) ZuvRemoveFileRecursive(ZuvToolPathObject(item.Target()));

@@ -129,6 +129,7 @@ fails 1 copy "lib/backup/2024: an item is already there .* \(kZuvErrAlreadyExist
   copy lib/2024 lib/backup
 succeeds "^$" copy lib/2024/a.jpg lib/backup/renamed.jpg
 [[ "$(cat lib/backup/renamed.jpg)" == pixels ]] || fail "copy to a new path"
+succeeds "^$" copy --verify lib/2024 lib/backup/verified
 printf old >lib/backup/2024/b.nef
 succeeds "^$" copy --replace lib/2024/b.nef lib/backup/2024
 [[ "$(cat lib/backup/2024/b.nef)" == raw ]] || fail "copy --replace did not replace"

@@ -4,11 +4,13 @@
 // kind (zuv/platform/testing/transfer_steps.h), so that every step's failure can be tried for real.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <ctime>
 #include <functional>
 #include <string>
 #include <sys/types.h>
+#include <vector>
 
 #include "zuv/platform/replaceable.h"
 
@@ -18,8 +20,24 @@ namespace zuv::platform {
 /// True goes on; false stops the walk, and nothing is then made at that path. Empty: always on.
 using TreeNotice = std::function<bool(const std::string& path)>;
 
+/// What a copy or move does beyond the copy itself.
+struct TransferOptions {
+  /// Once the copy is durable, every file is read back from the device and compared with the data
+  /// read from its source while it was copied (the source is read once). Each file that does not
+  /// read back as written is added to *mismatches; the transfer then answers EBADMSG.
+  bool verify = false;
+  /// The destination paths of the files that failed the check, in walk order. Needed with verify.
+  std::vector<std::string>* mismatches = nullptr;
+};
+
 /// Copies and moves trees. Answers are errno values, 0 for success and ECANCELED when a notice
 /// stopped the walk. Every method may be called from any thread.
+///
+/// File data and metadata are written by a few threads of the copy's own (ZUV_COPY_THREADS, else
+/// the machine's cores) while the calling thread walks, notices and makes folders; a folder gets
+/// its own metadata once everything in it is done. After an error or a stop nothing more is
+/// started, and what was started is finished or removed before the answer, which is the error of
+/// the earliest failed item in walk order.
 class TreeTransfer {
  public:
   virtual ~TreeTransfer() = default;
@@ -31,14 +49,16 @@ class TreeTransfer {
   /// what was copied before stays. A path whose last component is "." or ".." is refused (EINVAL).
   /// Folders are entered by descriptor, never through a symbolic link, on either side.
   virtual int Copy(const std::string& source, const std::string& destination,
-                   const TreeNotice& notice) = 0;
+                   const TreeNotice& notice, const TransferOptions& options = {}) = 0;
   /// Moves the item at `source` to `destination`, which must not exist. On one volume it is
   /// renamed, with one notice, for the destination. Across volumes it is copied as by Copy, the
   /// copy made durable, and only then the source removed; when the copy fails or is stopped, the
   /// partial destination is removed and the source stays whole. When the source cannot be removed
-  /// entirely, the error is answered and the whole copy stays.
+  /// entirely, the error is answered and the whole copy stays. A verified move removes only the
+  /// sources of the files that read back as written (a file that did not stays with the folders
+  /// that hold it); a rename has nothing to verify.
   virtual int Move(const std::string& source, const std::string& destination,
-                   const TreeNotice& notice) = 0;
+                   const TreeNotice& notice, const TransferOptions& options = {}) = 0;
 };
 
 template <>
@@ -58,10 +78,22 @@ class TransferSteps {
   virtual int MakeLink(int folder, const std::string& name, const std::string& target) = 0;
   /// Makes the FIFO `name` with mode 0600.
   virtual int MakeFifo(int folder, const std::string& name) = 0;
+  /// How WriteData goes: a flag that stops it between steps (ECANCELED), and where the hash of
+  /// the data read goes (XXH3, 64 bits), which makes it read the data through a buffer.
+  struct DataControl {
+    /// When it becomes true, a write past its first step stops within 64 MiB; null: never stops.
+    const std::atomic<bool>* stop = nullptr;
+    /// Set to the hash of the `size` bytes of `from`, holes read as zeros; null: no hash.
+    uint64_t* hash = nullptr;
+    /// Set once the two files' volumes refused to share extents; while set, it is not tried.
+    std::atomic<bool>* unshared = nullptr;
+    /// `from` has no holes (its blocks cover its size), so none are looked for.
+    bool dense = false;
+  };
   /// Writes the `size` bytes of the open file `from` into the empty file `to`, sharing extents
-  /// where the file system can, else in large kernel-side steps, else through a buffer; holes of
-  /// `from` stay holes.
-  virtual int WriteData(int from, int to, uint64_t size) = 0;
+  /// where the file system can, else in kernel-side steps, else through a buffer; holes of `from`
+  /// stay holes.
+  virtual int WriteData(int from, int to, uint64_t size, const DataControl& control) = 0;
   /// Sets the permission bits of the item `name` in `folder`, or of `folder` itself when `name`
   /// is empty.
   virtual int SetMode(int folder, const std::string& name, mode_t mode) = 0;
@@ -75,6 +107,9 @@ class TransferSteps {
   virtual int SyncVolume(int fd) = 0;
   /// Removes the item at `path` with everything in it, never following a symbolic link.
   virtual int RemoveSource(const std::string& path) = 0;
+  /// Opens the file at `path`, which a copy wrote and made durable, for reading it back from the
+  /// device: its cached pages are dropped first. Not following a last symbolic link.
+  virtual int OpenWritten(const std::string& path, int* fd) = 0;
 };
 
 template <>

@@ -48,6 +48,10 @@ bool ZuvPathOperation::willProcessPath(const CZuvStringData& path) { return Noti
 
 bool ZuvPathOperation::shouldProceedAfterError() const { return false; }
 
+void ZuvPathOperation::setVerify(bool verify) { m_verify = verify; }
+
+const std::vector<std::string>& ZuvPathOperation::verifyMismatches() const { return m_mismatches; }
+
 bool ZuvPathOperation::PassesOver(const std::string& path) const { return path == m_destination; }
 
 bool ZuvPathOperation::Notice(const std::string& path) {
@@ -75,9 +79,13 @@ ZuvResult ZuvCopyPath::perform() {
   const bool reports = CopyReportsItems();
   TreeNotice notice;
   if (reports) notice = [this](const std::string& path) { return Notice(path); };
-  const int error = Replaceable<TreeTransfer>::Current().Copy(m_source, m_destination, notice);
+  m_mismatches.clear();
+  const int error = Replaceable<TreeTransfer>::Current().Copy(m_source, m_destination, notice,
+                                                              {m_verify, &m_mismatches});
   ZuvResult result = kZuvSuccess;
-  if (error != 0) {
+  if (!m_mismatches.empty()) {
+    result = kZuvErrFileSystem;
+  } else if (error != 0) {
     result = reports ? kZuvErrAccessDenied : ConvertCocoaError(NSPOSIXErrorDomain, error);
   }
   return Finish(result);
@@ -90,7 +98,10 @@ std::unique_ptr<ZuvMovePath> ZuvMovePath::Create(const CZuvStringData& source,
 
 ZuvResult ZuvMovePath::perform() {
   const TreeNotice notice = [this](const std::string& path) { return Notice(path); };
-  const int error = Replaceable<TreeTransfer>::Current().Move(m_source, m_destination, notice);
+  m_mismatches.clear();
+  const int error = Replaceable<TreeTransfer>::Current().Move(m_source, m_destination, notice,
+                                                              {m_verify, &m_mismatches});
+  if (!m_mismatches.empty()) return Finish(kZuvErrFileSystem);
   return Finish(error == 0 ? kZuvSuccess : kZuvErrAccessDenied);
 }
 

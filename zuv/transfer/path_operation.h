@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "zuv/export.h"
 #include "zuv/strings/string_data.h"
@@ -31,6 +32,14 @@ class ZUV_EXPORT ZuvPathOperation {
   bool willProcessPath(const CZuvStringData& path);
   /// Whether the walk goes on after an error: never.
   bool shouldProceedAfterError() const;
+  /// With `verify`, a copy (a move across volumes) is checked once it is made durable: every file
+  /// is read back from the device and compared with what was read from its source during the copy.
+  /// A file that differs makes perform fail with kZuvErrFileSystem and is listed by
+  /// verifyMismatches; a verified move keeps that file's source and removes the others. Off by
+  /// default.
+  void setVerify(bool verify);
+  /// The destination paths of the files that failed the check of the last perform, in walk order.
+  const std::vector<std::string>& verifyMismatches() const;
 
  protected:
   /// An operation from `source` to `destination` (full paths, UTF-8).
@@ -48,6 +57,10 @@ class ZUV_EXPORT ZuvPathOperation {
   const std::string m_source;
   /// The destination's full path.
   const std::string m_destination;
+  /// Whether the copy is checked (setVerify).
+  bool m_verify = false;
+  /// The files that failed the check of the last perform.
+  std::vector<std::string> m_mismatches;
 
  private:
   ZuvProgressProc m_progress = nullptr;

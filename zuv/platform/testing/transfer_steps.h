@@ -33,6 +33,7 @@ class FaultyTransferSteps : public TransferSteps {
     kClose,
     kSyncVolume,
     kRemoveSource,
+    kOpenWritten,
     kKindCount
   };
 
@@ -64,9 +65,9 @@ class FaultyTransferSteps : public TransferSteps {
     if (const auto error = Failure(kMakeFifo)) return *error;
     return Real().MakeFifo(folder, name);
   }
-  int WriteData(int from, int to, uint64_t size) override {
+  int WriteData(int from, int to, uint64_t size, const DataControl& control) override {
     if (const auto error = Failure(kWriteData)) return *error;
-    return Real().WriteData(from, to, size);
+    return Real().WriteData(from, to, size, control);
   }
   int SetMode(int folder, const std::string& name, mode_t mode) override {
     if (const auto error = Failure(kSetMode)) return *error;
@@ -94,6 +95,10 @@ class FaultyTransferSteps : public TransferSteps {
   int RemoveSource(const std::string& path) override {
     if (const auto error = Failure(kRemoveSource)) return *error;
     return Real().RemoveSource(path);
+  }
+  int OpenWritten(const std::string& path, int* fd) override {
+    if (const auto error = Failure(kOpenWritten)) return *error;
+    return Real().OpenWritten(path, fd);
   }
 
  private:
