@@ -11,13 +11,11 @@
 # that others share.
 set -euo pipefail
 
-root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
-build_dir="${ZUV_BENCH_BUILD_DIR:-$root/build/default}"
+source "$(dirname "${BASH_SOURCE[0]}")/bench-common.sh"
 runs="${1:-10}"
 files=1000
 
-cmake --preset default -S "$root" -B "$build_dir" >/dev/null
-cmake --build "$build_dir" --target zuv_tool
+bench_build zuv_tool
 
 scratch="$(mktemp -d "${ZUV_BENCH_SCRATCH:-/tmp}/zuv-bench-trash-XXXXXX")"
 trap 'rm -rf "$scratch"' EXIT

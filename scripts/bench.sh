@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Builds the default preset (RelWithDebInfo, benchmarks on), runs zuv_bench once, and prints each
 # library measure beside its reference with the ratio of the two and the goal for that ratio.
-# Times are CPU times; with --benchmark_repetitions=N they are the medians of the N runs, which
-# is what the goals are judged on (the machine is shared, so single runs are noisy).
+# Times are CPU times, wall-clock times for the measures timed so (their names end in /real_time);
+# with --benchmark_repetitions=N they are the medians of the N runs, which is what the goals are
+# judged on (the machine is shared, so single runs are noisy).
 #
 # Usage: scripts/bench.sh [zuv_bench options, e.g. --benchmark_filter=Utf8Length
 #                          --benchmark_repetitions=9]
@@ -10,11 +11,9 @@
 # CMAKE_BUILD_PARALLEL_LEVEL limits the build jobs.
 set -euo pipefail
 
-root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
-build_dir="${ZUV_BENCH_BUILD_DIR:-$root/build/default}"
+source "$(dirname "${BASH_SOURCE[0]}")/bench-common.sh"
 
-cmake --preset default -S "$root" -B "$build_dir" >/dev/null
-cmake --build "$build_dir" --target zuv_bench
+bench_build zuv_bench
 
 results="$(mktemp)"
 trap 'rm -f "$results"' EXIT
@@ -35,12 +34,13 @@ pairs = {}
 for run in report["benchmarks"]:
     if run.get("run_type") == "aggregate" and run.get("aggregate_name") != "median":
         continue
-    measure, _, side = run["run_name"].rpartition("/")
+    measure, _, side = run["run_name"].removesuffix("/real_time").rpartition("/")
     if run.get("run_type") == "aggregate" or side not in pairs.get(measure, {}):
         pairs.setdefault(measure, {})[side] = run
 
 def nanoseconds(run):
-    return run["cpu_time"] * NANOSECONDS[run["time_unit"]]
+    time = run["real_time"] if run["run_name"].endswith("/real_time") else run["cpu_time"]
+    return time * NANOSECONDS[run["time_unit"]]
 
 def describe(run):
     time = nanoseconds(run)

@@ -1,9 +1,10 @@
 // zuv copy and zuv move: copy or move files and folders with the library's progress variants,
 // showing a progress bar on a terminal, and canceling cleanly on Ctrl-C. The callback carries only
 // the tool's datum, so the bar counts items: the library calls it before each item it makes, and
-// a quick walk of the sources first gives the total. Bytes are not shown, as the tool cannot know
-// how far into an item the library is. With --verify every copied file is read back from the
-// device and compared with its source before the command succeeds (and a move removes a source).
+// a quick walk of the sources first gives the total (a move within one volume, a rename, counts
+// as one item and walks nothing). Bytes are not shown, as the tool cannot know how far into an
+// item the library is. With --verify every copied file is read back from the device and compared
+// with its source before the command succeeds (and a move removes a source).
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -65,6 +66,16 @@ bool Exists(const std::string& path) {
 bool IsFolder(const std::string& path) {
   std::error_code error;
   return fs::is_directory(path, error);
+}
+
+// Whether a move of `source` into `folder` will be a rename: both are on one device. A rename makes
+// one item whatever the tree holds, so its sources are not walked for the count. Two mounts of one
+// file system share a device yet refuse a rename: that move, a copy, then shows as one item.
+bool MovesByRename(const std::string& source, const std::string& folder) {
+  struct stat from;
+  struct stat into;
+  return lstat(source.c_str(), &from) == 0 && stat(folder.c_str(), &into) == 0 &&
+         from.st_dev == into.st_dev;
 }
 
 // The source and every item in it, links not followed; unreadable folders count as one item.
@@ -286,7 +297,8 @@ int Run(const Operation& operation, const std::vector<std::string>& arguments) {
                               "an item is already there (--replace replaces it)");
       continue;
     }
-    item.items = CountItems(item.source);
+    item.items =
+        operation.moves && MovesByRename(item.source, item.folder) ? 1 : CountItems(item.source);
     total += item.items;
     items.push_back(std::move(item));
   }

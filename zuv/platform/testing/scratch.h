@@ -204,6 +204,20 @@ class ScratchFolder {
     });
   }
 
+  /// Makes an empty 512 MiB sparse image of an XFS file system whose files can share extents
+  /// (reflink) and mounts it through a loop device on a folder `name`. Its path, or empty when
+  /// mkfs.xfs or the mount failed.
+  std::string MountXfsImage(const std::string& name) {
+    const std::string image = *this / (name + ".img");
+    if (!RunCommand("truncate -s 512M '" + image + "' && mkfs.xfs -q -m reflink=1 '" + image +
+                    "'")) {
+      return "";
+    }
+    return Mount(name, [&](const std::string& point) {
+      return RunCommand("mount -o loop '" + image + "' '" + point + "'");
+    });
+  }
+
   /// Locks an item with chattr +i, to be unlocked at the end. False when chattr refuses.
   bool Lock(const std::string& path) {
     if (!SetImmutable(path, true)) return false;
