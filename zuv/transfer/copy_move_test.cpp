@@ -1,7 +1,6 @@
 #include "zuv/transfer/copy_move.h"
 
 #include <filesystem>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -31,24 +30,24 @@ using zuv::testing::Names;
 using zuv::testing::PathOf;
 using zuv::testing::PathText;
 using zuv::testing::Text;
+using Strings = std::vector<std::string>;
 
 TEST(CopyMoveTest, MakeFilePathJoinsAsOneComponent) {
   const struct {
     const char* folder;
     const char* name;
-    ZuvResult result;
-    const char* joined;
+    const char* joined;  // null: kZuvErrInvalidName
   } cases[] = {
-      {"/a", "b", kZuvSuccess, "/a/b"},        {"/a/", "b/", kZuvSuccess, "/a/b"},
-      {"/", "b", kZuvSuccess, "/b"},           {"", "b", kZuvSuccess, "b"},
-      {"/a", "", kZuvErrInvalidName, ""},      {"/a", "..", kZuvErrInvalidName, ""},
-      {"/a", "//", kZuvErrInvalidName, ""},    {"/a", "b/.", kZuvErrInvalidName, ""},
-      {"/a\xff", "b", kZuvErrInvalidName, ""},
+      {"/a/", "b/", "/a/b"},    {"/", "b", "/b"},    {"", "b", "b"},
+      {"/a", "..", nullptr},    {"/a", "", nullptr}, {"/a", "b/.", nullptr},
+      {"/a\xff", "b", nullptr},
   };
   for (const auto& c : cases) {
     CZuvStringData out;
-    EXPECT_EQ(ZuvMakeFilePath(Text(c.folder), Text(c.name), &out), c.result) << c.folder << c.name;
-    if (ZuvIsSuccess(c.result)) {
+    EXPECT_EQ(ZuvMakeFilePath(Text(c.folder), Text(c.name), &out),
+              c.joined ? kZuvSuccess : kZuvErrInvalidName)
+        << c.folder << c.name;
+    if (c.joined) {
       EXPECT_STREQ(out.GetPtrUtf8(), c.joined);
     }
   }
@@ -64,120 +63,23 @@ TEST(CopyMoveTest, MakeFilePathLimitsLengthsAndNeedsAnItem) {
     folder += "/" + std::string(std::min<size_t>(200, 1000 - folder.size() - 1), 'd');
     ASSERT_TRUE(std::filesystem::create_directory(folder));
   }
-  ASSERT_EQ(folder.size(), 1000u);
   WriteFile(folder + "/" + std::string(22, 'n'));
   CZuvFilePath out;
   EXPECT_EQ(ZuvMakeFilePath(PathOf(folder), Text(std::string(23, 'n')), &out), kZuvErrPathTooLong);
   EXPECT_EQ(ZuvMakeFilePath(PathOf(folder), Text(std::string(22, 'n')), &out), kZuvSuccess);
   EXPECT_EQ(PathText(out), folder + "/" + std::string(22, 'n'));
-
   std::string units255;
   for (int i = 0; i < 85; ++i) units255 += "\xe3\x81\x82";  // three bytes, one unit each
   units255 += std::string(170, 'x');
-  WriteFile(scratch / units255.substr(0, 255));  // a name of 255 bytes exists on any system
   EXPECT_EQ(ZuvMakeFilePath(PathOf(scratch.Path()), Text(units255 + "x"), &out),
             kZuvErrNameTooLong);
   EXPECT_EQ(ZuvMakeFilePath(PathOf(scratch.Path()), Text(units255), &out), kZuvErrFileSystem)
       << "255 units pass the check; nothing is there";
-  EXPECT_EQ(ZuvMakeFilePath(PathOf(scratch.Path()), Text("missing"), &out), kZuvErrFileSystem);
-}
-
-TEST(CopyMoveTest, ValidFolderPathRefusesSameAndInside) {
-  EXPECT_EQ(ValidFolderPathForCopyMove(Text("/a/b"), Text("/a/b")), kZuvErrSamePath);
-  EXPECT_EQ(ValidFolderPathForCopyMove(Text("/a/b"), Text("/a/b/c")), kZuvErrSubFolder);
-  EXPECT_EQ(ValidFolderPathForCopyMove(Text("/a/b"), Text("/a/bc")), kZuvSuccess);
-  EXPECT_EQ(ValidFolderPathForCopyMove(Text("/a/b/c"), Text("/a/b")), kZuvSuccess);
-}
-
-// Every variant that takes a folder and a name, on a free new path, on one where an item is, and
-// on one where an item is that cannot be removed.
-struct Variant {
-  const char* name;
-  std::function<ZuvResult(const CZuvFilePath&, const CZuvFilePath&, const CZuvStringData&)> call;
-  bool moves;
-  ZuvResult whenTaken;
-  ZuvResult whenKept;
-};
-
-const std::vector<Variant>& NamedVariants() {
-  static const std::vector<Variant> variants = {
-      {"CopyFile", [](auto& s, auto& d, auto& n) { return ZuvCopyFile(s, d, n, nullptr); }, false,
-       kZuvErrAccessDenied, kZuvErrAccessDenied},
-      {"CopyFileOverwrite",
-       [](auto& s, auto& d, auto& n) { return ZuvCopyFileOverwrite(s, d, &n, nullptr); }, false,
-       kZuvSuccess, kZuvErrAccessDenied},
-      {"CopyFileOverwriteEx",
-       [](auto& s, auto& d, auto& n) { return ZuvCopyFileOverwriteEx(s, d, &n, nullptr, nullptr); },
-       false, kZuvSuccess, kZuvErrAccessDenied},
-      {"CopyFolder", [](auto& s, auto& d, auto& n) { return ZuvCopyFolder(s, d, n, nullptr); },
-       false, kZuvErrAccessDenied, kZuvErrAccessDenied},
-      {"CopyFolderEx",
-       [](auto& s, auto& d, auto& n) { return ZuvCopyFolderEx(s, d, n, nullptr, nullptr); }, false,
-       kZuvSuccess, kZuvSuccess},
-      {"CopyFolderOverwriteEx",
-       [](auto& s, auto& d, auto& n) {
-         return ZuvCopyFolderOverwriteEx(s, d, &n, nullptr, nullptr);
-       },
-       false, kZuvSuccess, kZuvSuccess},
-      {"MoveFile", [](auto& s, auto& d, auto& n) { return ZuvMoveFile(s, d, n, nullptr); }, true,
-       kZuvErrAccessDenied, kZuvErrAccessDenied},
-      {"MoveFileEx",
-       [](auto& s, auto& d, auto& n) { return ZuvMoveFileEx(s, d, n, nullptr, nullptr); }, true,
-       kZuvSuccess, kZuvSuccess},
-      {"MoveFileOverwrite",
-       [](auto& s, auto& d, auto& n) { return ZuvMoveFileOverwrite(s, d, &n, nullptr); }, true,
-       kZuvSuccess, kZuvSuccess},
-      {"MoveFileOverwriteEx",
-       [](auto& s, auto& d, auto& n) { return ZuvMoveFileOverwriteEx(s, d, &n, nullptr, nullptr); },
-       true, kZuvSuccess, kZuvSuccess},
-  };
-  return variants;
-}
-
-TEST(CopyMoveTest, NamedVariantsCopyOrMoveAndReplaceAsTheirKindSays) {
-  enum Place { kFree, kTaken, kKept };
-  for (const Variant& variant : NamedVariants()) {
-    for (const Place place : {kFree, kTaken, kKept}) {
-      SCOPED_TRACE(std::string(variant.name) + " place " + std::to_string(place));
-      ScratchFolder scratch;
-      std::filesystem::create_directory(scratch / "to");
-      WriteFile(scratch / "photo.jpg", "pixels");
-      const std::string target = scratch / "to/new.jpg";
-      if (place != kFree) WriteFile(target, "old");
-      if (place == kKept && !(IsRoot() && scratch.Lock(target))) continue;  // needs chattr +i
-
-      const ZuvResult expected = place == kFree    ? kZuvSuccess
-                                 : place == kTaken ? variant.whenTaken
-                                                   : variant.whenKept;
-      EXPECT_EQ(
-          variant.call(PathOf(scratch / "photo.jpg"), PathOf(scratch / "to"), Text("new.jpg")),
-          expected);
-      const bool done = expected == kZuvSuccess && place != kKept;
-      EXPECT_EQ(Contents(target), done ? "pixels" : "old");
-      EXPECT_EQ(Contents(scratch / "photo.jpg"), done && variant.moves ? "" : "pixels");
-      EXPECT_EQ(Exists(scratch / "photo.jpg"), !(done && variant.moves));
-      EXPECT_EQ(Names(scratch / "to"), std::vector<std::string>{"new.jpg"});
-    }
-  }
-}
-
-// Replacing an item that holds the source would remove the source with it.
-TEST(CopyMoveTest, ReplacingAnItemThatHoldsTheSourceIsRefused) {
-  for (const Variant& variant : NamedVariants()) {
-    if (variant.whenTaken != kZuvSuccess) continue;
-    SCOPED_TRACE(variant.name);
-    ScratchFolder scratch;
-    std::filesystem::create_directory(scratch / "album");
-    WriteFile(scratch / "album/photo.jpg", "pixels");
-    std::filesystem::create_directory_symlink(scratch / "album", scratch / "link");
-    EXPECT_EQ(
-        variant.call(PathOf(scratch / "link/photo.jpg"), PathOf(scratch.Path()), Text("album")),
-        kZuvErrSubFolder);
-    EXPECT_EQ(Contents(scratch / "album/photo.jpg"), "pixels");
-  }
 }
 
 TEST(CopyMoveTest, FolderChecksRefuseSamePathAndDestinationInside) {
+  EXPECT_EQ(ValidFolderPathForCopyMove(Text("/a/b"), Text("/a/bc")), kZuvSuccess);
+  EXPECT_EQ(ValidFolderPathForCopyMove(Text("/a/b/c"), Text("/a/b")), kZuvSuccess);
   ScratchFolder scratch;
   std::filesystem::create_directory(scratch / "album");
   const CZuvFilePath album = PathOf(scratch / "album");
@@ -191,47 +93,128 @@ TEST(CopyMoveTest, FolderChecksRefuseSamePathAndDestinationInside) {
   EXPECT_EQ(ZuvCopyFolderOverwriteEx(album, PathOf(scratch.Path()), nullptr, nullptr, nullptr),
             kZuvErrSubFolder)
       << "a null name makes the destination the item to replace, here the source's parent";
-  EXPECT_EQ(Names(scratch.Path()), std::vector<std::string>{"album"});
+  EXPECT_EQ(Names(scratch.Path()), Strings{"album"});
 }
 
-// A null name: the destination is the new item for the two OverwriteEx copies, the folder that
-// takes the source's own name for the others.
-TEST(CopyMoveTest, NullNameHasTwoMeanings) {
-  const struct {
-    const char* name;
-    std::function<ZuvResult(const CZuvFilePath&, const CZuvFilePath&, CZuvFilePath*)> call;
-    bool destinationIsItem;
-    bool moves;
-  } cases[] = {
-      {"CopyFileOverwriteEx",
-       [](auto& s, auto& d, auto*) { return ZuvCopyFileOverwriteEx(s, d, nullptr, nullptr, 0); },
-       true, false},
-      {"CopyFolderOverwriteEx",
-       [](auto& s, auto& d, auto*) { return ZuvCopyFolderOverwriteEx(s, d, nullptr, nullptr, 0); },
-       true, false},
-      {"CopyFileOverwrite",
-       [](auto& s, auto& d, auto* out) { return ZuvCopyFileOverwrite(s, d, nullptr, out); }, false,
-       false},
-      {"MoveFileOverwrite",
-       [](auto& s, auto& d, auto* out) { return ZuvMoveFileOverwrite(s, d, nullptr, out); }, false,
-       true},
-      {"MoveFileOverwriteEx",
-       [](auto& s, auto& d, auto*) { return ZuvMoveFileOverwriteEx(s, d, nullptr, nullptr, 0); },
-       false, true},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.name);
+// Every variant that takes a folder and a name (here called with a null `out` where it has one).
+struct Variant {
+  const char* name;
+  ZuvResult (*call)(const CZuvFilePath&, const CZuvFilePath&, const CZuvStringData*, CZuvFilePath*);
+  bool moves;
+  ZuvResult whenTaken;  // an item is at the new path
+  ZuvResult whenKept;   // one that cannot be removed
+  ZuvResult whenFull;   // on a full volume where the destination folder is writable
+  char nullName;  // a null name makes the destination 'i' the item, 'f' the folder; 0: none taken
+};
+
+const Variant kVariants[] = {
+    {"CopyFile", [](auto& s, auto& d, auto* n, auto* o) { return ZuvCopyFile(s, d, *n, o); }, false,
+     kZuvErrAccessDenied, kZuvErrAccessDenied, kZuvErrDiskFull, 0},
+    {"CopyFileOverwrite",
+     [](auto& s, auto& d, auto* n, auto* o) { return ZuvCopyFileOverwrite(s, d, n, o); }, false,
+     kZuvSuccess, kZuvErrAccessDenied, kZuvErrDiskFull, 'f'},
+    {"CopyFileOverwriteEx",
+     [](auto& s, auto& d, auto* n, auto*) { return ZuvCopyFileOverwriteEx(s, d, n, nullptr, 0); },
+     false, kZuvSuccess, kZuvErrAccessDenied, kZuvErrDiskFull, 'i'},
+    {"CopyFolder", [](auto& s, auto& d, auto* n, auto* o) { return ZuvCopyFolder(s, d, *n, o); },
+     false, kZuvErrAccessDenied, kZuvErrAccessDenied, kZuvErrAccessDenied, 0},
+    {"CopyFolderEx",
+     [](auto& s, auto& d, auto* n, auto*) { return ZuvCopyFolderEx(s, d, *n, nullptr, 0); }, false,
+     kZuvSuccess, kZuvSuccess, kZuvErrAccessDenied, 0},
+    {"CopyFolderOverwriteEx",
+     [](auto& s, auto& d, auto* n, auto*) { return ZuvCopyFolderOverwriteEx(s, d, n, nullptr, 0); },
+     false, kZuvSuccess, kZuvSuccess, kZuvErrDiskFull, 'i'},
+    {"MoveFile", [](auto& s, auto& d, auto* n, auto* o) { return ZuvMoveFile(s, d, *n, o); }, true,
+     kZuvErrAccessDenied, kZuvErrAccessDenied, kZuvErrAccessDenied, 0},
+    {"MoveFileEx",
+     [](auto& s, auto& d, auto* n, auto*) { return ZuvMoveFileEx(s, d, *n, nullptr, 0); }, true,
+     kZuvSuccess, kZuvSuccess, kZuvErrDiskFull, 0},
+    {"MoveFileOverwrite",
+     [](auto& s, auto& d, auto* n, auto* o) { return ZuvMoveFileOverwrite(s, d, n, o); }, true,
+     kZuvSuccess, kZuvSuccess, kZuvErrDiskFull, 'f'},
+    {"MoveFileOverwriteEx",
+     [](auto& s, auto& d, auto* n, auto*) { return ZuvMoveFileOverwriteEx(s, d, n, nullptr, 0); },
+     true, kZuvSuccess, kZuvSuccess, kZuvErrDiskFull, 'f'},
+};
+
+// On a free new path, named or with a null name; on one where an item is; on one where an item is
+// that cannot be removed.
+TEST(CopyMoveTest, VariantsCopyOrMoveAndReplaceAsTheirKindSays) {
+  enum Place { kFree, kFreeNullName, kTaken, kKept };
+  for (const Variant& variant : kVariants) {
+    for (const Place place : {kFree, kFreeNullName, kTaken, kKept}) {
+      if (place == kFreeNullName && variant.nullName == 0) continue;
+      SCOPED_TRACE(std::string(variant.name) + " place " + std::to_string(place));
+      ScratchFolder scratch;
+      std::filesystem::create_directory(scratch / "to");
+      WriteFile(scratch / "photo.jpg", "pixels");
+      const bool ownName = place == kFreeNullName && variant.nullName == 'f';
+      const std::string target = scratch / (ownName ? "to/photo.jpg" : "to/new.jpg");
+      if (place >= kTaken) WriteFile(target, "old");
+      if (place == kKept && !(IsRoot() && scratch.Lock(target))) continue;  // needs chattr +i
+      const ZuvResult expected = place <= kFreeNullName ? kZuvSuccess
+                                 : place == kTaken      ? variant.whenTaken
+                                                        : variant.whenKept;
+      const CZuvStringData name = Text("new.jpg");
+      CZuvFilePath out;
+      EXPECT_EQ(
+          place == kFreeNullName
+              ? variant.call(PathOf(scratch / "photo.jpg"),
+                             PathOf(ownName ? scratch / "to" : target), nullptr, &out)
+              : variant.call(PathOf(scratch / "photo.jpg"), PathOf(scratch / "to"), &name, &out),
+          expected);
+      const bool done = expected == kZuvSuccess && place != kKept;
+      EXPECT_EQ(Contents(target), done ? "pixels" : "old");
+      EXPECT_EQ(Exists(scratch / "photo.jpg"), !(done && variant.moves));
+      EXPECT_EQ(Names(scratch / "to").size(), 1u);
+      if (!out.IsEmpty()) {
+        EXPECT_EQ(PathText(out), target);
+      }
+    }
+  }
+}
+
+// Replacing an item that holds the source would remove the source with it.
+TEST(CopyMoveTest, ReplacingAnItemThatHoldsTheSourceIsRefused) {
+  for (const Variant& variant : kVariants) {
+    if (variant.whenTaken != kZuvSuccess) continue;
+    SCOPED_TRACE(variant.name);
     ScratchFolder scratch;
-    std::filesystem::create_directory(scratch / "to");
-    WriteFile(scratch / "photo.jpg", "pixels");
-    const std::string destination = c.destinationIsItem ? scratch / "to/copy.jpg" : scratch / "to";
-    const std::string item = c.destinationIsItem ? destination : scratch / "to/photo.jpg";
-    CZuvFilePath out;
-    EXPECT_EQ(c.call(PathOf(scratch / "photo.jpg"), PathOf(destination), &out), kZuvSuccess);
-    EXPECT_EQ(Contents(item), "pixels");
-    EXPECT_EQ(Exists(scratch / "photo.jpg"), !c.moves);
-    if (!out.IsEmpty()) {
-      EXPECT_EQ(PathText(out), item);
+    std::filesystem::create_directory(scratch / "album");
+    WriteFile(scratch / "album/photo.jpg", "pixels");
+    std::filesystem::create_directory_symlink(scratch / "album", scratch / "link");
+    const CZuvStringData name = Text("album");
+    EXPECT_EQ(
+        variant.call(PathOf(scratch / "link/photo.jpg"), PathOf(scratch.Path()), &name, nullptr),
+        kZuvErrSubFolder);
+    EXPECT_EQ(Contents(scratch / "album/photo.jpg"), "pixels");
+  }
+}
+
+// A failed copy to a full volume is a full disk when the destination folder is writable, and access
+// denied when it is not (writability is read from the mode), also on a read-only mount.
+TEST(CopyMoveTest, FullVolumeIsDiskFullOnlyWhereWritable) {
+  if (!IsRoot()) GTEST_SKIP() << "mounting a tmpfs needs root";
+  enum Lock { kWritable, kMode0555, kReadOnlyMount };
+  for (const Variant& variant : kVariants) {
+    for (const Lock lock : {kWritable, kMode0555, kReadOnlyMount}) {
+      SCOPED_TRACE(std::string(variant.name) + " lock " + std::to_string(lock));
+      ScratchFolder scratch;
+      const std::string volume = scratch.MountTmpfs("full", "1m");
+      ASSERT_FALSE(volume.empty());
+      WriteFile(volume + "/filler", std::string(1 << 20, 'f'));  // as much as fits
+      WriteFile(scratch / "photo.jpg", std::string(300000, 'p'));
+      if (lock != kWritable) {
+        std::filesystem::permissions(volume, static_cast<std::filesystem::perms>(0555));
+      }
+      if (lock == kReadOnlyMount) {
+        ASSERT_TRUE(ScratchFolder::RemountReadOnly(volume));
+      }
+      const CZuvStringData name = Text("photo.jpg");
+      EXPECT_EQ(variant.call(PathOf(scratch / "photo.jpg"), PathOf(volume), &name, nullptr),
+                lock == kWritable ? variant.whenFull : kZuvErrAccessDenied);
+      EXPECT_FALSE(Exists(volume + "/photo.jpg"));
+      EXPECT_EQ(Contents(scratch / "photo.jpg").size(), 300000u);
     }
   }
 }
@@ -246,14 +229,12 @@ TEST(CopyMoveTest, StringFormsAndTheNameOfMoveFile) {
   EXPECT_EQ(ZuvMoveFile(Text(scratch / "a.jpg"), Text(scratch / "b.jpg")), kZuvErrAccessDenied);
   EXPECT_EQ(ZuvMoveFile(Text(scratch / "a.jpg"), Text(scratch / "a.jpg")), kZuvErrSamePath);
   EXPECT_EQ(ZuvMoveFile(Text(scratch / "a.jpg"), Text(scratch / "c.jpg")), kZuvSuccess);
-  EXPECT_EQ(Names(scratch.Path()), (std::vector<std::string>{"b.jpg", "c.jpg"}));
-
   CZuvFilePath out;
   EXPECT_EQ(
       ZuvMoveFile(PathOf(scratch / "c.jpg"), PathOf(scratch.Path()), Text("2024/05.jpg"), &out),
       kZuvSuccess);
   EXPECT_EQ(PathText(out), scratch / "2024:05.jpg");
-  EXPECT_EQ(Contents(scratch / "2024:05.jpg"), "pixels");
+  EXPECT_EQ(Names(scratch.Path()), (Strings{"2024:05.jpg", "b.jpg"}));
   EXPECT_EQ(ZuvCopyFileOverwrite(PathOf(scratch / "b.jpg"), PathOf(scratch / "2024:05.jpg")),
             kZuvSuccess);
   EXPECT_EQ(ZuvCopyFileOverwrite(PathOf(scratch / "b.jpg"), PathOf(scratch / "b.jpg")),
@@ -267,14 +248,8 @@ TEST(CopyMoveTest, StreamCopyAppendsChunkByChunk) {
     size_t existing;
     size_t source;
     int cancelAt;
-    ZuvResult result;
     int calls;
-    long size;  // of the destination afterwards, -1: gone
-  } cases[] = {
-      {10, 5, 0, kZuvSuccess, 1, 15},          {0, 0, 0, kZuvSuccess, 0, 0},
-      {3, 65536, 0, kZuvSuccess, 1, 65539},    {0, 65537, 0, kZuvSuccess, 2, 65537},
-      {10, 200000, 1, kZuvErrCanceled, 1, -1},
-  };
+  } cases[] = {{0, 0, 0, 0}, {3, 65536, 0, 1}, {0, 65537, 0, 2}, {10, 200000, 1, 1}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.source);
     ScratchFolder scratch;
@@ -283,15 +258,13 @@ TEST(CopyMoveTest, StreamCopyAppendsChunkByChunk) {
     Counter counter{0, c.cancelAt};
     EXPECT_EQ(ZuvCopyFileEx(PathOf(scratch / "in"), PathOf(scratch.Path()), Text("out"),
                             &Counter::Call, &counter),
-              c.result);
+              c.cancelAt ? kZuvErrCanceled : kZuvSuccess);
     EXPECT_EQ(counter.calls, c.calls);
-    EXPECT_EQ(Exists(scratch / "out") ? static_cast<long>(Contents(scratch / "out").size()) : -1,
-              c.size);
-    if (c.size > 0) {
+    EXPECT_EQ(Exists(scratch / "out"), c.cancelAt == 0);
+    if (c.cancelAt == 0) {
       EXPECT_EQ(Contents(scratch / "out"),
                 std::string(c.existing, 'e') + std::string(c.source, 's'));
     }
-    EXPECT_EQ(Contents(scratch / "in").size(), c.source);
   }
 }
 
@@ -306,14 +279,12 @@ TEST(CopyMoveTest, ForkCopyWritesOverWithoutTruncating) {
       kZuvSuccess);
   EXPECT_EQ(Contents(scratch / "out"), "abcde56789");
   EXPECT_EQ(counter.calls, 1);
-
   EXPECT_EQ(ZuvCopyFileEx(PathOf(scratch / "in"), PathOf(scratch / "none"), nullptr, nullptr),
             kZuvErrNotFound)
       << "the destination must exist";
   EXPECT_EQ(ZuvCopyFileEx(PathOf(scratch / "in"), PathOf(scratch.Path()), nullptr, nullptr),
             kZuvErrAccessDenied)
       << "a folder cannot be written over";
-
   WriteFile(scratch / "big", std::string(140000, 'b'));
   Counter canceling{0, 2};
   EXPECT_EQ(
@@ -321,75 +292,21 @@ TEST(CopyMoveTest, ForkCopyWritesOverWithoutTruncating) {
       kZuvErrCanceled);
   EXPECT_EQ(canceling.calls, 2);
   EXPECT_FALSE(Exists(scratch / "out"));
-  EXPECT_EQ(Contents(scratch / "big").size(), 140000u);
 }
 
 // The second notice is for the second file: it stops the copy, and that file is not made.
 TEST(CopyMoveTest, CancelStopsAtTheNoticedPath) {
   ScratchFolder scratch;
   std::filesystem::create_directory(scratch / "album");
-  for (const char* name : {"a.jpg", "b.jpg", "c.jpg"})
-    WriteFile(scratch / (std::string("album/") + name), name);
-  std::filesystem::create_directory(scratch / "to");
+  for (const char* name : {"a", "b", "c"}) WriteFile(scratch / "album" + "/" + name, name);
   Counter counter{0, 2};
   const CZuvStringData name = Text("copy");
-  EXPECT_EQ(ZuvCopyFolderOverwriteEx(PathOf(scratch / "album"), PathOf(scratch / "to"), &name,
+  EXPECT_EQ(ZuvCopyFolderOverwriteEx(PathOf(scratch / "album"), PathOf(scratch.Path()), &name,
                                      &Counter::Call, &counter),
             kZuvErrCanceled);
-  EXPECT_EQ(counter.calls, 2) << "no final call after a cancel";
-  const std::vector<std::string> copied = Names(scratch / "to/copy");
+  const Strings copied = Names(scratch / "copy");
   ASSERT_EQ(copied.size(), 1u);
-  EXPECT_EQ(Contents(scratch / ("to/copy/" + copied[0])), copied[0]);
-  EXPECT_EQ(Names(scratch / "album"), (std::vector<std::string>{"a.jpg", "b.jpg", "c.jpg"}));
-}
-
-// A failed copy to a full volume is a full disk when the destination folder is writable, and access
-// denied when it is not (writability is read from the mode), also on a read-only mount.
-TEST(CopyMoveTest, FullVolumeIsDiskFullOnlyWhereWritable) {
-  if (!IsRoot()) GTEST_SKIP() << "mounting a tmpfs needs root";
-  const struct {
-    const char* name;
-    std::function<ZuvResult(const CZuvFilePath&, const CZuvFilePath&, const CZuvStringData&)> call;
-    bool reportsDiskFull;
-  } cases[] = {
-      {"CopyFile", [](auto& s, auto& d, auto& n) { return ZuvCopyFile(s, d, n, nullptr); }, true},
-      {"CopyFileOverwriteEx",
-       [](auto& s, auto& d, auto& n) { return ZuvCopyFileOverwriteEx(s, d, &n, nullptr, 0); },
-       true},
-      {"CopyFolderOverwriteEx",
-       [](auto& s, auto& d, auto& n) { return ZuvCopyFolderOverwriteEx(s, d, &n, nullptr, 0); },
-       true},
-      {"MoveFileEx", [](auto& s, auto& d, auto& n) { return ZuvMoveFileEx(s, d, n, nullptr, 0); },
-       true},
-      {"MoveFileOverwrite",
-       [](auto& s, auto& d, auto& n) { return ZuvMoveFileOverwrite(s, d, &n, nullptr); }, true},
-      {"CopyFolderEx",
-       [](auto& s, auto& d, auto& n) { return ZuvCopyFolderEx(s, d, n, nullptr, 0); }, false},
-  };
-  enum Lock { kWritable, kMode0555, kReadOnlyMount };
-  for (const auto& c : cases) {
-    for (const Lock lock : {kWritable, kMode0555, kReadOnlyMount}) {
-      SCOPED_TRACE(std::string(c.name) + " lock " + std::to_string(lock));
-      ScratchFolder scratch;
-      const std::string volume = scratch.MountTmpfs("full", "1m");
-      ASSERT_FALSE(volume.empty());
-      WriteFile(volume + "/filler", std::string(1 << 20, 'f'));  // as much as fits
-      std::filesystem::create_directory(scratch / "album");
-      WriteFile(scratch / "album/photo.jpg", std::string(300000, 'p'));
-      if (lock != kWritable) {
-        std::filesystem::permissions(volume, static_cast<std::filesystem::perms>(0555));
-      }
-      if (lock == kReadOnlyMount) {
-        ASSERT_TRUE(ScratchFolder::RemountReadOnly(volume));
-      }
-      const ZuvResult result =
-          c.call(PathOf(scratch / "album/photo.jpg"), PathOf(volume), Text("photo.jpg"));
-      EXPECT_EQ(result,
-                c.reportsDiskFull && lock == kWritable ? kZuvErrDiskFull : kZuvErrAccessDenied);
-      EXPECT_FALSE(Exists(volume + "/photo.jpg"));
-      EXPECT_EQ(Contents(scratch / "album/photo.jpg").size(), 300000u);
-    }
-  }
+  EXPECT_EQ(Contents(scratch / ("copy/" + copied[0])), copied[0]);
 }
 
 // Before 10.4 the system's copy left the locked flag behind, and ZuvCopyFileOverwriteEx set it.
@@ -401,14 +318,12 @@ TEST(CopyMoveTest, OldSystemsGetTheLockedFlagByHand) {
     FakeMachineFacts facts;
     facts.systemVersion = version;
     const ScopedReplacement<MachineFacts> replaced(&facts);
-    const std::string name = "copy" + std::to_string(version);
-    const CZuvStringData text = Text(name);
-    EXPECT_EQ(ZuvCopyFileOverwriteEx(PathOf(scratch / "photo.jpg"), PathOf(scratch.Path()), &text,
-                                     nullptr, nullptr),
+    const std::string copy = scratch / ("copy" + std::to_string(version));
+    EXPECT_EQ(ZuvCopyFileOverwriteEx(PathOf(scratch / "photo.jpg"), PathOf(copy), nullptr, nullptr,
+                                     nullptr),
               kZuvSuccess);
-    EXPECT_EQ(Contents(scratch / name), "pixels");
-    EXPECT_EQ(IsLocked(scratch / name), version < 0x1040) << std::hex << version;
-    if (IsLocked(scratch / name)) scratch.Lock(scratch / name);  // unlocked at the end
+    EXPECT_EQ(IsLocked(copy), version < 0x1040) << std::hex << version;
+    if (IsLocked(copy)) scratch.Lock(copy);  // unlocked at the end
   }
 }
 
@@ -420,25 +335,23 @@ TEST(CopyMoveTest, RandomTreesArriveWholeThroughTheVariants) {
   const std::string volume = scratch.MountTmpfs("other", "256m");
   ASSERT_FALSE(volume.empty());
   ASSERT_TRUE(MakeRandomTree(scratch / "tree", 1));
-  std::filesystem::create_directory(scratch / "to");
   const auto before = SnapshotTree(scratch / "tree");
   const CZuvStringData copy = Text("copy");
-  EXPECT_EQ(ZuvCopyFolderOverwriteEx(PathOf(scratch / "tree"), PathOf(scratch / "to"), &copy,
+  EXPECT_EQ(ZuvCopyFolderOverwriteEx(PathOf(scratch / "tree"), PathOf(scratch.Path()), &copy,
                                      nullptr, nullptr),
             kZuvSuccess);
-  EXPECT_EQ(SnapshotTree(scratch / "to/copy"), before);
+  EXPECT_EQ(SnapshotTree(scratch / "copy"), before);
   WriteFile(volume + "/copy", "in the way");
-  EXPECT_EQ(ZuvMoveFileOverwriteEx(PathOf(scratch / "to/copy"), PathOf(volume), nullptr, nullptr,
-                                   nullptr),
-            kZuvSuccess);
+  EXPECT_EQ(
+      ZuvMoveFileOverwriteEx(PathOf(scratch / "copy"), PathOf(volume), nullptr, nullptr, nullptr),
+      kZuvSuccess);
   EXPECT_EQ(SnapshotTree(volume + "/copy"), before);
-  EXPECT_FALSE(Exists(scratch / "to/copy"));
+  EXPECT_FALSE(Exists(scratch / "copy"));
 }
 
 TEST(CopyMoveTest, RemoveFileRecursiveRemovesTreesButNotTheRoot) {
   ScratchFolder scratch;
-  std::filesystem::create_directory(scratch / "a");
-  std::filesystem::create_directory(scratch / "a/b");
+  std::filesystem::create_directories(scratch / "a/b");
   WriteFile(scratch / "a/b/f", "x");
   EXPECT_EQ(ZuvRemoveFileRecursive(PathOf(scratch / "a")), kZuvSuccess);
   EXPECT_FALSE(Exists(scratch / "a"));

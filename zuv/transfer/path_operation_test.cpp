@@ -2,8 +2,8 @@
 // the results on the system versions that report items and on those that do not.
 #include "zuv/transfer/path_operation.h"
 
+#include <memory>
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -28,6 +28,20 @@ using zuv::testing::Exists;
 using zuv::testing::Text;
 using zuv::testing::Tree;
 
+// A copy or a move from `source` to `destination` reporting to `callback` (none when null).
+std::unique_ptr<ZuvPathOperation> Operation(bool move, const std::string& source,
+                                            const std::string& destination,
+                                            Callback* callback = nullptr) {
+  std::unique_ptr<ZuvPathOperation> operation;
+  if (move) {
+    operation = ZuvMovePath::Create(Text(source), Text(destination));
+  } else {
+    operation = ZuvCopyPath::Create(Text(source), Text(destination));
+  }
+  if (operation && callback) operation->setProgress(&Callback::Call, callback);
+  return operation;
+}
+
 class PathOperationTest : public ::testing::Test {
  protected:
   void SetUp() override { ASSERT_TRUE(MakeSmallTree(m_scratch / "tree")); }
@@ -38,118 +52,86 @@ class PathOperationTest : public ::testing::Test {
   ScopedReplacement<MachineFacts> m_replaced{&m_facts};
 };
 
-TEST_F(PathOperationTest, CreateRefusesAnEmptyPath) {
-  EXPECT_EQ(ZuvCopyPath::Create(Text(""), Text("/b")), nullptr);
-  EXPECT_EQ(ZuvCopyPath::Create(Text("/a"), Text("")), nullptr);
-  EXPECT_EQ(ZuvMovePath::Create(Text(""), Text("/b")), nullptr);
-  EXPECT_EQ(ZuvMovePath::Create(Text("/a"), Text("")), nullptr);
-  EXPECT_NE(ZuvMovePath::Create(Text("/a"), Text("/b")), nullptr);
-}
-
 TEST_F(PathOperationTest, NoticesPassOverTheDestinationAndForAMoveTheSource) {
-  struct Case {
+  for (const bool move : {false, true}) {
+    EXPECT_EQ(Operation(move, "", "/b"), nullptr);
+    EXPECT_EQ(Operation(move, "/a", ""), nullptr);
+  }
+  const struct {
     bool move;
-    std::string path;
+    const char* path;
     bool reported;
-  } const cases[] = {
-      {false, "/d", false}, {false, "/d/x", true}, {false, "/s/x", true},
-      {true, "/d", false},  {true, "/d/x", true},  {true, "/s/x", false},
-      {true, "/s", false},  {true, "/sx", false},  // a plain prefix of the text
-      {false, "/d/", true},
+  } cases[] = {
+      {false, "/d", false}, {false, "/s/x", true}, {true, "/d", false},
+      {true, "/d/x", true}, {true, "/s/x", false}, {true, "/sx", false},  // a plain text prefix
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.path);
     Callback callback;
-    bool goOn = false;
-    if (c.move) {
-      auto operation = ZuvMovePath::Create(Text("/s"), Text("/d"));
-      operation->setProgress(&Callback::Call, &callback);
-      goOn = operation->willProcessPath(Text(c.path));
-      EXPECT_FALSE(operation->shouldProceedAfterError());
-    } else {
-      auto operation = ZuvCopyPath::Create(Text("/s"), Text("/d"));
-      operation->setProgress(&Callback::Call, &callback);
-      goOn = operation->willProcessPath(Text(c.path));
-      EXPECT_FALSE(operation->shouldProceedAfterError());
-    }
-    EXPECT_TRUE(goOn);
+    const auto operation = Operation(c.move, "/s", "/d", &callback);
+    EXPECT_TRUE(operation->willProcessPath(Text(c.path)));
+    EXPECT_FALSE(operation->shouldProceedAfterError());
     EXPECT_EQ(callback.calls, c.reported ? 1 : 0);
   }
 }
 
-// The small tree has five items below its top.
+// The small tree has five items below its top; the last call is the final one.
 TEST_F(PathOperationTest, CopyReportsItemsOnlyOnSomeVersions) {
-  struct Case {
+  const struct {
     uint32_t version;
     int calls;
-  } const cases[] = {{0x1060, 6}, {0x1068, 6}, {0x106F, 6}, {0x1070, 1}, {0x1050, 1}};
-  int run = 0;
-  for (const Case& c : cases) {
+  } cases[] = {{0x105F, 1}, {0x1060, 6}, {0x106F, 6}, {0x1070, 1}};
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.version);
     UseVersion(c.version);
-    const std::string destination = m_scratch / ("copy" + std::to_string(++run));
+    const std::string destination = m_scratch / ("copy" + std::to_string(c.version));
     Callback callback;
-    auto copy = ZuvCopyPath::Create(Text(m_scratch / "tree"), Text(destination));
-    copy->setProgress(&Callback::Call, &callback);
-    EXPECT_EQ(copy->perform(), kZuvSuccess);
+    EXPECT_EQ(Operation(false, m_scratch / "tree", destination, &callback)->perform(), kZuvSuccess);
     EXPECT_EQ(callback.calls, c.calls);
     EXPECT_EQ(Tree(destination), Tree(m_scratch / "tree"));
   }
+  EXPECT_EQ(Operation(false, m_scratch / "tree", m_scratch / "quiet")->perform(), kZuvSuccess)
+      << "without a callback";
 }
 
+// The final call comes after a failure too.
 TEST_F(PathOperationTest, FailuresByVersion) {
   WriteFile(m_scratch / "taken", "keep");
-  struct Case {
+  const struct {
+    bool move;
     uint32_t version;
-    std::string source;
+    const char* source;
     ZuvResult result;
-  } const cases[] = {
-      {0x1068, m_scratch / "tree", kZuvErrAccessDenied},
-      {0x1070, m_scratch / "tree", kZuvErrAlreadyExists},
-      {0x1050, m_scratch / "missing", kZuvErrNotFound},
+  } cases[] = {
+      {false, 0x1068, "tree", kZuvErrAccessDenied},
+      {false, 0x1070, "tree", kZuvErrAlreadyExists},
+      {false, 0x1050, "missing", kZuvErrNotFound},
+      {true, 0x1070, "missing", kZuvErrAccessDenied},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.version);
     UseVersion(c.version);
     Callback callback;
-    auto copy = ZuvCopyPath::Create(Text(c.source), Text(m_scratch / "taken"));
-    copy->setProgress(&Callback::Call, &callback);
-    EXPECT_EQ(copy->perform(), c.result);
-    EXPECT_EQ(callback.calls, 1);  // the final call, after a failure too
+    EXPECT_EQ(Operation(c.move, m_scratch / c.source, m_scratch / "taken", &callback)->perform(),
+              c.result);
+    EXPECT_EQ(callback.calls, 1);
     EXPECT_EQ(zuv::testing::Contents(m_scratch / "taken"), "keep");
   }
-  Callback callback;
-  auto move = ZuvMovePath::Create(Text(m_scratch / "missing"), Text(m_scratch / "new"));
-  move->setProgress(&Callback::Call, &callback);
-  EXPECT_EQ(move->perform(), kZuvErrAccessDenied);
-  EXPECT_EQ(callback.calls, 1);
 }
 
 TEST_F(PathOperationTest, CancelLeavesNothingAtTheCanceledPath) {
   UseVersion(0x1068);
+  // The items in the order the walk makes them, the top not reported.
+  const char* const items[] = {"empty", "one", "sub", "sub/link", "sub/two"};
   for (int stopAt = 1; stopAt <= 5; ++stopAt) {
     SCOPED_TRACE(stopAt);
     const std::string destination = m_scratch / ("copy" + std::to_string(stopAt));
-    std::vector<std::string> reported;
     Callback callback{0, stopAt};
-    auto copy = ZuvCopyPath::Create(Text(m_scratch / "tree"), Text(destination));
-    copy->setProgress(&Callback::Call, &callback);
-    EXPECT_EQ(copy->perform(), kZuvErrCanceled);
+    EXPECT_EQ(Operation(false, m_scratch / "tree", destination, &callback)->perform(),
+              kZuvErrCanceled);
     EXPECT_EQ(callback.calls, stopAt);  // no final call
-    // The items in the order the walk makes them, the top not reported.
-    const char* const items[] = {"empty", "one", "sub", "sub/link", "sub/two"};
     for (int i = 0; i < 5; ++i) EXPECT_EQ(Exists(destination + "/" + items[i]), i < stopAt - 1);
   }
-}
-
-TEST_F(PathOperationTest, WithoutACallbackNothingIsCalled) {
-  UseVersion(0x1068);
-  auto copy = ZuvCopyPath::Create(Text(m_scratch / "tree"), Text(m_scratch / "copy"));
-  EXPECT_TRUE(copy->willProcessPath(Text(m_scratch / "copy/one")));
-  EXPECT_EQ(copy->perform(), kZuvSuccess);
-  auto move = ZuvMovePath::Create(Text(m_scratch / "copy"), Text(m_scratch / "moved"));
-  EXPECT_EQ(move->perform(), kZuvSuccess);
-  EXPECT_EQ(Tree(m_scratch / "moved"), Tree(m_scratch / "tree"));
 }
 
 TEST_F(PathOperationTest, MoveReportsOnlyAcrossVolumes) {
@@ -157,27 +139,19 @@ TEST_F(PathOperationTest, MoveReportsOnlyAcrossVolumes) {
   const std::string volume = m_scratch.MountTmpfs("volume");
   ASSERT_FALSE(volume.empty());
   const auto before = SnapshotTree(m_scratch / "tree");
-
+  const std::string renamed = m_scratch / "renamed";
   Callback here;
-  auto rename = ZuvMovePath::Create(Text(m_scratch / "tree"), Text(m_scratch / "renamed"));
-  rename->setProgress(&Callback::Call, &here);
-  EXPECT_EQ(rename->perform(), kZuvSuccess);
+  EXPECT_EQ(Operation(true, m_scratch / "tree", renamed, &here)->perform(), kZuvSuccess);
   EXPECT_EQ(here.calls, 1);  // only the final call
-
   Callback canceled{0, 3};
-  auto stopped = ZuvMovePath::Create(Text(m_scratch / "renamed"), Text(volume + "/moved"));
-  stopped->setProgress(&Callback::Call, &canceled);
-  EXPECT_EQ(stopped->perform(), kZuvErrCanceled);
+  EXPECT_EQ(Operation(true, renamed, volume + "/moved", &canceled)->perform(), kZuvErrCanceled);
   EXPECT_FALSE(Exists(volume + "/moved"));
-  EXPECT_EQ(SnapshotTree(m_scratch / "renamed"), before);
-
+  EXPECT_EQ(SnapshotTree(renamed), before);
   Callback across;
-  auto move = ZuvMovePath::Create(Text(m_scratch / "renamed"), Text(volume + "/moved"));
-  move->setProgress(&Callback::Call, &across);
-  EXPECT_EQ(move->perform(), kZuvSuccess);
+  EXPECT_EQ(Operation(true, renamed, volume + "/moved", &across)->perform(), kZuvSuccess);
   EXPECT_EQ(across.calls, 6);
   EXPECT_EQ(SnapshotTree(volume + "/moved"), before);
-  EXPECT_FALSE(Exists(m_scratch / "renamed"));
+  EXPECT_FALSE(Exists(renamed));
 }
 
 }  // namespace
