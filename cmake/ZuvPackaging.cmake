@@ -41,10 +41,10 @@ set(CPACK_DEBIAN_UIRUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_UIDEVELOPMENT_PACKAGE_NAME libzuv-ui-dev)
 set(CPACK_DEBIAN_UIDEVELOPMENT_PACKAGE_SECTION libdevel)
 
-# pkg-config resolves the Requires.private of zuv.pc (ICU, libmount, xxHash) even for a shared
+# pkg-config resolves the Requires.private of zuv.pc (ICU, libmount, GIO, xxHash) even for a shared
 # link; a static library's CMake package also needs them, found through pkg-config. libzuv1's
 # dependencies on the shared libraries (libxxhash0 among them) come from dpkg-shlibdeps.
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libicu-dev, libmount-dev, libxxhash-dev")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libicu-dev, libmount-dev, libglib2.0-dev, libxxhash-dev")
 if(NOT BUILD_SHARED_LIBS)
   string(APPEND CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS ", pkgconf | pkg-config")
 endif()
