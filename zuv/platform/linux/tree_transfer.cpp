@@ -192,7 +192,7 @@ class Walk {
     const std::string& name = entry.name;
     struct stat st;
     std::shared_ptr<Descriptor> source;
-    if (entry.regular) source = OpenFile(from, name, &st);
+    if (entry.regular) OpenFile(from, name, &source, &st);
     if (!source && fstatat(from, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0) return errno;
     if (S_ISSOCK(st.st_mode) || S_ISCHR(st.st_mode) || S_ISBLK(st.st_mode)) return EOPNOTSUPP;
     if (top) {
@@ -210,13 +210,16 @@ class Walk {
     return CopyFile(from, name, st, std::move(source), folder, to, toName, toPath, top, order);
   }
 
-  // The regular file `name` of `from` open for reading, its status in *st; null when it cannot
-  // be opened or is no regular file.
-  static std::shared_ptr<Descriptor> OpenFile(int from, const std::string& name, struct stat* st) {
+  // Opens the regular file `name` of `from` for reading into *out, its status in *st. 0, the
+  // error of the open, or EAGAIN when the item there is no regular file (*out then untouched).
+  static int OpenFile(int from, const std::string& name, std::shared_ptr<Descriptor>* out,
+                      struct stat* st) {
     // O_NONBLOCK: a FIFO swapped in meanwhile is not waited on.
     auto source = std::make_shared<Descriptor>(OpenSource(from, name, O_RDONLY | O_NONBLOCK));
-    if (source->get() < 0 || fstat(source->get(), st) != 0 || !S_ISREG(st->st_mode)) return nullptr;
-    return source;
+    if (source->get() < 0 || fstat(source->get(), st) != 0) return errno;
+    if (!S_ISREG(st->st_mode)) return EAGAIN;
+    *out = std::move(source);
+    return 0;
   }
 
   // Makes the file and hands its data and metadata to the pool. `source` is the file open, or
@@ -227,11 +230,8 @@ class Walk {
                size_t order) {
     struct stat opened = st;
     if (!source) {
-      // O_NONBLOCK: a FIFO swapped in meanwhile is not waited on, and is refused below.
-      source = std::make_shared<Descriptor>(OpenSource(from, name, O_RDONLY | O_NONBLOCK));
-      if (source->get() < 0) return errno;
-      if (fstat(source->get(), &opened) != 0) return errno;
-      if (!S_ISREG(opened.st_mode) || opened.st_ino != st.st_ino || opened.st_dev != st.st_dev) {
+      if (const int error = OpenFile(from, name, &source, &opened)) return error;
+      if (opened.st_ino != st.st_ino || opened.st_dev != st.st_dev) {
         return EAGAIN;  // replaced since it was looked at
       }
     }
