@@ -37,16 +37,16 @@ std::string Text(const CZuvTime& time, bool dateOnly, bool compact) {
   return text.GetPtrUtf8();
 }
 
-// The value read from `text`, or `kept` when the text is refused.
-unsigned long long Read(const std::string& text, unsigned long long kept = 0x42) {
-  CZuvTime time(kept);
+// The value read from `text`, or 0x42 (the value before) when the text is refused.
+unsigned long long Read(const std::string& text) {
+  CZuvTime time(0x42);
   const ZuvResult result = time.Initialize(CZuvStringData(ZuvCharUtf8(text.c_str())));
-  EXPECT_EQ(result == kZuvSuccess, static_cast<unsigned long long>(time) != kept) << text;
+  EXPECT_EQ(result == kZuvSuccess, static_cast<unsigned long long>(time) != 0x42) << text;
   return static_cast<unsigned long long>(time);
 }
 
-// The record holds the 64-bit form (read by value: a reference to a field of the packed record
-// would be misaligned). The ordering leaves out the fraction that equality compares.
+// The record holds the 64-bit form (read by value: a field of the packed record is misaligned).
+// The ordering leaves out the fraction that equality compares.
 TEST(TimeTest, SixtyFourBitFormAndOrdering) {
   CZuvTime time(0x123456789ABCDEF0ULL);
   EXPECT_EQ(0x56789ABCu, uint32_t{time.GetUTCTime().lowSeconds});
@@ -54,9 +54,9 @@ TEST(TimeTest, SixtyFourBitFormAndOrdering) {
   EXPECT_EQ(0x123456789ABC0007ULL, static_cast<unsigned long long>(time));
   // a, b, then a == b, a != b, a < b, a <= b, a > b, a >= b
   const std::pair<std::pair<unsigned long long, unsigned long long>, std::vector<bool>> rows[] = {
-      {{0x50001, 0x50002}, {0, 1, 0, 1, 0, 1}},  // same second, fractions differ
-      {{0x4FFFF, 0x50000}, {0, 1, 1, 1, 0, 0}},  // one second apart, fraction or not
-      {{0x1000000000000ULL, 0xFFFFFFFF0000ULL}, {0, 1, 0, 0, 1, 1}},  // high beats low
+      {{0x50001, 0x50002}, {0, 1, 0, 1, 0, 1}},
+      {{0x4FFFF, 0x50000}, {0, 1, 1, 1, 0, 0}},
+      {{0x1000000000000ULL, 0xFFFFFFFF0000ULL}, {0, 1, 0, 0, 1, 1}},
   };
   for (const auto& [times, expected] : rows) {
     const CZuvTime a(times.first), b(times.second);
@@ -65,8 +65,8 @@ TEST(TimeTest, SixtyFourBitFormAndOrdering) {
   }
 }
 
-// Fields written "year-month-day hour:minute:second". Month, day, hour and minute are cut to 8
-// signed bits first, the year to 32. The value holds 1904-01-01 00:00:00 UTC to 2^48 s later.
+// Month, day, hour and minute are cut to 8 signed bits first, the year to 32. The value holds
+// 1904-01-01 00:00:00 UTC to 2^48 s later.
 TEST(TimeTest, InitializeChecksEveryFieldAndKeepsTheValueOnFailure) {
   const ScopedTimeZone utc("UTC");
   const auto initialize = [](const char* text) {
@@ -94,7 +94,6 @@ TEST(TimeTest, InitializeChecksEveryFieldAndKeepsTheValueOnFailure) {
 // A text read in each zone, the UTC time it names, and how the zone shows that time. A time in a
 // gap moves forward by the gap; a time shown twice names its first occurrence. Each text form of
 // a time within that second reads back as the whole second; the date alone as local midnight.
-// The year takes four digits at least and as many as it needs; the compact form needs no output.
 TEST(TimeTest, TextFormsFollowTheZoneAtEachCall) {
   const struct {
     const char *zone, *text;
@@ -120,6 +119,17 @@ TEST(TimeTest, TextFormsFollowTheZoneAtEachCall) {
     EXPECT_EQ(std::string(row.shown, 10), date);
     EXPECT_EQ(date + " 00:00:00", Text(CZuvTime(Read(date)), false, false));
   }
+  // Digits are read by position, whatever stands between them; a field cut short keeps its
+  // digits ("1/31" is month 13); full-width digits are none.
+  {
+    const ScopedTimeZone zone(kKolkata);
+    EXPECT_EQ(Utc(2024, 1, 31, 18, 29, 0), Read("on 2024.01.31 at 23h59"));
+    EXPECT_EQ(Utc(2024, 1, 2, 18, 30, 0), Read("2024/01/3"));
+    EXPECT_EQ(0x42u, Read("2024/1/31"));
+    EXPECT_EQ(0x42u, Read("\xef\xbc\x92\xef\xbc\x90\xef\xbc\x92\xef\xbc\x94/01/31"));
+    EXPECT_EQ(kZuvErrFailed, CZuvTime(0x42).Initialize(CZuvStringData()));
+  }
+  // The year takes four digits at least and as many as it needs; the compact form needs no output.
   const ScopedTimeZone utc("UTC");
   const CZuvTime last(0xFFFFFFFFFFFFFFFFULL);
   EXPECT_EQ("8921490/12/06 10:44:15", Text(last, false, false));
@@ -128,19 +138,8 @@ TEST(TimeTest, TextFormsFollowTheZoneAtEachCall) {
   EXPECT_EQ(kZuvErrFailed, last.ConvertToString(nullptr, true, false));
 }
 
-// Digits are read by position, whatever stands between them; a field cut short keeps its digits.
-TEST(TimeTest, InitializeFromTextReadsDigitsByPosition) {
-  SKIP_UNLESS_INSTALLED(kKolkata);
-  const ScopedTimeZone zone(kKolkata);
-  EXPECT_EQ(Utc(2024, 1, 31, 18, 29, 0), Read("on 2024.01.31 at 23h59"));
-  EXPECT_EQ(Utc(2024, 1, 2, 18, 30, 0), Read("2024/01/3"));
-  EXPECT_EQ(0x42u, Read("2024/1/31"));                                               // month 13
-  EXPECT_EQ(0x42u, Read("\xef\xbc\x92\xef\xbc\x90\xef\xbc\x92\xef\xbc\x94/01/31"));  // full width
-  EXPECT_EQ(kZuvErrFailed, CZuvTime(0x42).Initialize(CZuvStringData()));
-}
-
-// GetTime and GetLocalTm give the local fields, whole seconds (a fraction is dropped, not rounded),
-// except that GetLocalTm takes the weekday (Sunday is 7) and the year day from the UTC date.
+// GetTime and GetLocalTm give the local fields in whole seconds (a fraction is dropped), but
+// GetLocalTm takes the weekday (Sunday is 7) and the year day from the UTC date.
 TEST(TimeTest, LocalFieldsWithWeekdayAndYearDayOfTheUtcDate) {
   const struct {
     const char* zone;

@@ -11,32 +11,29 @@
 
 namespace {
 
-// A validator that finds every text Acceptable except those listed, which are Intermediate: they
-// can be typed but not kept.
-class Refusing : public QValidator {
- public:
-  explicit Refusing(QStringList refused) : refused_(std::move(refused)) {}
+// Finds every text Acceptable except those listed, which can be typed but not kept.
+struct Refusing : QValidator {
+  explicit Refusing(QStringList list) : refused(std::move(list)) {}
   State validate(QString& input, int&) const override {
-    return refused_.contains(input) ? Intermediate : Acceptable;
+    return refused.contains(input) ? Intermediate : Acceptable;
   }
-
- private:
-  QStringList refused_;
+  QStringList refused;
 };
 
-// A shown, active window holding the field, with the original name a.jpg, and a second widget
-// that the focus can move to.
+// A shown, active window holding the field, original name a.jpg, and a widget to move focus to.
 class RenameTextFieldTest : public ::testing::Test {
  protected:
   void SetUp() override {
     auto* layout = new QVBoxLayout(&window_);
     layout->addWidget(field_ = new ZuvRenameTextField(&window_));
     layout->addWidget(next_ = new QLineEdit(&window_));
-    window_.show();
-    window_.activateWindow();  // no window manager activates it under Xvfb
-    ASSERT_TRUE(QTest::qWaitForWindowActive(&window_));
+    Activate(window_);
   }
-
+  static void Activate(QWidget& window) {
+    window.show();
+    window.activateWindow();  // no window manager activates it under Xvfb
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+  }
   // Clicks into the field, which begins an edit, selects the whole text and types `text` over it.
   void TypeOver(const QString& text) {
     field_->setOriginalData("a.jpg");
@@ -53,9 +50,8 @@ class RenameTextFieldTest : public ::testing::Test {
 };
 
 // Typing marks the field modified unless the text is the original again. The program changes the
-// text during an edit and the user ends it: a text the validator does not accept gives way to the
-// last typed text. A field without validator accepts nothing. The edit ends with Return, or with
-// Tab to the next widget.
+// text during an edit and the user ends it (Return, or Tab to the next widget): a text the
+// validator does not accept gives way to the last typed text; no validator accepts nothing.
 TEST_F(RenameTextFieldTest, EndOfEditPutsBackTheLastTypedTextWhenRefused) {
   const auto refuseBad = std::make_shared<Refusing>(QStringList{"bad", ""});
   const struct {
@@ -94,19 +90,16 @@ TEST_F(RenameTextFieldTest, AnotherWindowDoesNotEndTheEdit) {
   TypeOver("b.jpg");
   field_->setStringValue("bad");
   QWidget other;
-  other.show();
-  other.activateWindow();
-  ASSERT_TRUE(QTest::qWaitForWindowActive(&other));
+  Activate(other);
   EXPECT_EQ(field_->data(), "bad");
-  window_.activateWindow();
-  ASSERT_TRUE(QTest::qWaitForWindowActive(&window_));
+  Activate(window_);
   ASSERT_TRUE(field_->hasFocus());
   QTest::keyClick(field_, Qt::Key_Return);
   EXPECT_EQ(field_->data(), "b.jpg");
 }
 
-// The modified flag as the program sets it: raised by text from code, lowered by a reset, and never
-// raised while the text is the original.
+// Text from code raises the modified flag, a reset lowers it, and it is never raised while the
+// text is the original.
 TEST(RenameTextField, ModifiedFlagFromCode) {
   ZuvRenameTextField field;
   EXPECT_TRUE(field.originalData().isNull());

@@ -1,6 +1,5 @@
-// For tests: makes a language the text services' default for one scope (ICU's default locale,
-// which otherwise comes from the user's environment), so that a test can show a result does not
-// depend on it. Header-only; compiled into the tests alone.
+// ICU's default locale (otherwise taken from the user's environment) set for a scope, so that a
+// test can show a result does not depend on it. Header-only; compiled into the tests alone.
 #pragma once
 
 #include <string>
@@ -20,7 +19,6 @@ class ScopedTextLocale {
     UErrorCode status = U_ZERO_ERROR;
     uloc_setDefault(locale, &status);
   }
-
   std::string m_saved;
 };
 
