@@ -91,21 +91,31 @@ TEST(TimeTest, InitializeChecksEveryFieldAndKeepsTheValueOnFailure) {
   }
 }
 
-// A text read in each zone, the UTC time it names, and how the zone shows that time. A time in a
-// gap moves forward by the gap; a time shown twice names its first occurrence. Each text form of
-// a time within that second reads back as the whole second; the date alone as local midnight.
-TEST(TimeTest, TextFormsFollowTheZoneAtEachCall) {
+// A text read in each zone, the UTC time it names, how the zone shows that time and its local
+// fields. A time in a gap moves forward by the gap; a time shown twice names its first occurrence.
+// Each text form of a time within that second reads back as the whole second; the date alone as
+// local midnight. GetTime and GetLocalTm give whole seconds (a fraction is dropped), but GetLocalTm
+// takes the weekday (Sunday is 7) and the year day from the UTC date, and tm_isdst stays 0.
+TEST(TimeTest, TextFormsAndFieldsFollowTheZoneAtEachCall) {
   const struct {
     const char *zone, *text;
     unsigned long long utc;
     const char* shown;
+    std::vector<int> fields;  // year, mon, mday, hour, min, sec, wday, yday, isdst
   } rows[] = {
-      {"UTC", "1904/01/01 00:00:00", 0, "1904/01/01 00:00:00"},
-      {kNewYork, "2024/07/01 12:00:00", Utc(2024, 7, 1, 16, 0, 0), "2024/07/01 12:00:00"},
-      {kNewYork, "2024/03/10 02:30:00", Utc(2024, 3, 10, 7, 30, 0), "2024/03/10 03:30:00"},
-      {kNewYork, "2024/11/03 01:30:00", Utc(2024, 11, 3, 5, 30, 0), "2024/11/03 01:30:00"},
-      {kLordHowe, "2024/10/06 02:15:00", Utc(2024, 10, 5, 15, 45, 0), "2024/10/06 02:45:00"},
-      {kKolkata, "2024/12/31 23:59:59", Utc(2024, 12, 31, 18, 29, 59), "2024/12/31 23:59:59"},
+      // clang-format off
+      {"UTC", "1904/01/01 00:00:00", 0, "1904/01/01 00:00:00", {4, 0, 1, 0, 0, 0, 5, 1, 0}},
+      {kNewYork, "2024/07/01 12:00:00", Utc(2024, 7, 1, 16, 0, 0), "2024/07/01 12:00:00",
+          {124, 6, 1, 12, 0, 0, 1, 183, 0}},
+      {kNewYork, "2024/03/10 02:30:00", Utc(2024, 3, 10, 7, 30, 0), "2024/03/10 03:30:00",
+          {124, 2, 10, 3, 30, 0, 7, 70, 0}},
+      {kNewYork, "2024/11/03 01:30:00", Utc(2024, 11, 3, 5, 30, 0), "2024/11/03 01:30:00",
+          {124, 10, 3, 1, 30, 0, 7, 308, 0}},
+      {kLordHowe, "2024/10/06 02:15:00", Utc(2024, 10, 5, 15, 45, 0), "2024/10/06 02:45:00",
+          {124, 9, 6, 2, 45, 0, 6, 279, 0}},
+      {kKolkata, "2025/01/01 01:30:07", Utc(2024, 12, 31, 20, 0, 7), "2025/01/01 01:30:07",
+          {125, 0, 1, 1, 30, 7, 2, 366, 0}},
+      // clang-format on
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::Message() << row.zone << ' ' << row.text);
@@ -118,6 +128,16 @@ TEST(TimeTest, TextFormsFollowTheZoneAtEachCall) {
     const std::string date = Text(within, true, false);
     EXPECT_EQ(std::string(row.shown, 10), date);
     EXPECT_EQ(date + " 00:00:00", Text(CZuvTime(Read(date)), false, false));
+    const tm f = within.GetLocalTm();
+    EXPECT_EQ(row.fields, (std::vector<int>{f.tm_year, f.tm_mon, f.tm_mday, f.tm_hour, f.tm_min,
+                                            f.tm_sec, f.tm_wday, f.tm_yday, f.tm_isdst}));
+    std::vector<unsigned> got(7, 99);  // the last is the millisecond
+    EXPECT_EQ(kZuvSuccess,
+              within.GetTime(&got[0], &got[1], &got[2], &got[3], &got[4], &got[5], &got[6]));
+    EXPECT_EQ((std::vector<int>(row.fields.begin(), row.fields.begin() + 6)),
+              (std::vector<int>{int(got[0]) - 1900, int(got[1]) - 1, int(got[2]), int(got[3]),
+                                int(got[4]), int(got[5])}));
+    EXPECT_EQ(0u, got[6]);
   }
   // Digits are read by position, whatever stands between them; a field cut short keeps its
   // digits ("1/31" is month 13); full-width digits are none.
@@ -136,37 +156,6 @@ TEST(TimeTest, TextFormsFollowTheZoneAtEachCall) {
   EXPECT_EQ("89214901206104415000", Text(last, true, true));
   EXPECT_EQ(kZuvSuccess, last.ConvertToString(nullptr, false, true));
   EXPECT_EQ(kZuvErrFailed, last.ConvertToString(nullptr, true, false));
-}
-
-// GetTime and GetLocalTm give the local fields in whole seconds (a fraction is dropped), but
-// GetLocalTm takes the weekday (Sunday is 7) and the year day from the UTC date.
-TEST(TimeTest, LocalFieldsWithWeekdayAndYearDayOfTheUtcDate) {
-  const struct {
-    const char* zone;
-    unsigned long long utc;
-    std::vector<int> fields;  // year, mon, mday, hour, min, sec, wday, yday, isdst
-  } rows[] = {
-      // Tuesday 31 December 2024 in UTC is already 1 January 2025 in Kolkata.
-      {kKolkata, Utc(2024, 12, 31, 20, 0, 7, 0xFFFF), {125, 0, 1, 1, 30, 7, 2, 366, 0}},
-      // Summer time, yet tm_isdst is 0. Monday 1 July, day 183 of a leap year.
-      {kNewYork, Utc(2024, 7, 1, 16, 0, 0), {124, 6, 1, 12, 0, 0, 1, 183, 0}},
-      {"UTC", Utc(2023, 1, 1, 0, 0, 0), {123, 0, 1, 0, 0, 0, 7, 1, 0}},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.zone);
-    SKIP_UNLESS_INSTALLED(row.zone);
-    const ScopedTimeZone zone(row.zone);
-    const CZuvTime time(row.utc);
-    const tm f = time.GetLocalTm();
-    EXPECT_EQ(row.fields, (std::vector<int>{f.tm_year, f.tm_mon, f.tm_mday, f.tm_hour, f.tm_min,
-                                            f.tm_sec, f.tm_wday, f.tm_yday, f.tm_isdst}));
-    std::vector<unsigned> got(7, 99);
-    EXPECT_EQ(kZuvSuccess,
-              time.GetTime(&got[0], &got[1], &got[2], &got[3], &got[4], &got[5], &got[6]));
-    EXPECT_EQ((std::vector<unsigned>(row.fields.begin(), row.fields.begin() + 6)),
-              (std::vector<unsigned>{got[0] - 1900, got[1] - 1, got[2], got[3], got[4], got[5]}));
-    EXPECT_EQ(0u, got[6]);  // the millisecond
-  }
 }
 
 }  // namespace
