@@ -14,8 +14,7 @@ namespace {
 constexpr unsigned int kHangMs = 10000;  // only a hang reaches it
 constexpr int kSettleMs = 50;            // for a thread to block, so that a wrong release shows
 
-// A thread started by ZuvBeginThread, whose end is awaited with a limit so that a deadlock fails
-// the test instead of hanging it. A thread stuck at the limit keeps its state alive.
+// A thread of ZuvBeginThread awaited with a limit, so that a deadlock fails instead of hanging.
 struct Worker : IZuvRunnableThread {
   void Run() override {
     const std::shared_ptr<Worker> keep = std::move(self);
@@ -65,8 +64,7 @@ TEST(EventTest, OneSetReleasesOneWait) {
   EXPECT_EQ(2, releasedCount);
 }
 
-// The holder of a lock, an object of its own or the process-wide audio lock by id, may enter
-// again; others wait for its last leave, and threads take turns. Other ids are refused without
+// A lock object and the audio lock by id are reentrant and exclusive. Other ids are refused without
 // touching the audio lock: had one reached it, the contender would block on it.
 TEST(LockTest, LocksAreReentrantAndExclusive) {
   const auto section = std::make_shared<CZuvCriticalSection>();

@@ -14,14 +14,12 @@
 namespace zuv::platform {
 namespace {
 
-// Units, capacity, loss byte and the bytes written: an unmappable character (a pair counts as one)
-// costs one loss byte, or ends the text when that byte is 0, and a character that does not fit
-// whole is left out whole.
+// Units, capacity, loss byte, bytes written. An unmappable character (a pair is one) costs a loss
+// byte, or ends the text when it is 0; one that does not fit whole is left out whole.
 using LossCase = std::tuple<std::u16string_view, int32_t, char, std::string_view>;
 
-// Per encoding: a text and its bytes, bytes that are refused (a lead byte at the end or without a
-// trail byte, a single shift at the end, an unassigned row), a text it cannot hold, the most
-// bytes two units can take, and conversions with loss.
+// Per encoding: a text and its bytes, bytes refused (EUC-JP: a lead at the end or without a trail,
+// a single shift at the end, an unassigned row), a text it cannot hold, the most bytes of 2 units.
 const struct Encoding {
   std::string_view name;
   std::u16string_view units;

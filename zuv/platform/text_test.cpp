@@ -12,9 +12,8 @@ namespace {
 
 using namespace std::string_literals;
 
-// ICU's strict decoder is the reference: both accept and refuse the same bytes and agree on the
-// units, with or without room for every unit; what is accepted encodes back to the same bytes,
-// and what is refused leaves the output alone and gives no platform string.
+// ICU's strict decoder is the reference, with or without room for every unit; what is accepted
+// encodes back, what is refused leaves the output alone and gives no platform string.
 bool DecodesAsIcuDoes(const std::string& bytes) {
   SCOPED_TRACE(testing::PrintToString(bytes));
   std::u16string icu(bytes.size() + 1, u'\0');
@@ -41,8 +40,8 @@ bool DecodesAsIcuDoes(const std::string& bytes) {
   return ok;
 }
 
-// Every boundary between encoding lengths and around the surrogates in one string, one of each
-// kind of malformed form, then random bytes drawn mostly from the edges of the valid ranges.
+// Every boundary of the encoding lengths and surrogates, each malformed form, then random bytes
+// drawn mostly from the edges of the valid ranges.
 TEST(Utf8Decoding, AgreesWithIcuAndRoundTrips) {
   EXPECT_TRUE(DecodesAsIcuDoes(
       "a\0b\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBF\xF0\x90\x80\x80"

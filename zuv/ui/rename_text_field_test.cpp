@@ -20,7 +20,6 @@ struct Refusing : QValidator {
   QStringList refused;
 };
 
-// A shown, active window holding the field, original name a.jpg, and a widget to move focus to.
 class RenameTextFieldTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -34,7 +33,6 @@ class RenameTextFieldTest : public ::testing::Test {
     window.activateWindow();  // no window manager activates it under Xvfb
     ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
   }
-  // Clicks into the field, which begins an edit, selects the whole text and types `text` over it.
   void TypeOver(const QString& text) {
     field_->setOriginalData("a.jpg");
     QTest::mouseClick(field_, Qt::LeftButton);
@@ -49,9 +47,8 @@ class RenameTextFieldTest : public ::testing::Test {
   QLineEdit* next_ = nullptr;
 };
 
-// Typing marks the field modified unless the text is the original again. The program changes the
-// text during an edit and the user ends it (Return, or Tab to the next widget): a text the
-// validator does not accept gives way to the last typed text; no validator accepts nothing.
+// The program changes the text during an edit, then the user ends it: a text the validator does not
+// accept (no validator accepts nothing) gives way to the last typed text.
 TEST_F(RenameTextFieldTest, EndOfEditPutsBackTheLastTypedTextWhenRefused) {
   const auto refuseBad = std::make_shared<Refusing>(QStringList{"bad", ""});
   const struct {
@@ -82,8 +79,6 @@ TEST_F(RenameTextFieldTest, EndOfEditPutsBackTheLastTypedTextWhenRefused) {
   }
 }
 
-// Another window taking the focus does not end the edit: the refused text stays until the user
-// comes back and ends it.
 TEST_F(RenameTextFieldTest, AnotherWindowDoesNotEndTheEdit) {
   Refusing refuseBad({"bad"});
   field_->setValidator(&refuseBad);
@@ -98,8 +93,6 @@ TEST_F(RenameTextFieldTest, AnotherWindowDoesNotEndTheEdit) {
   EXPECT_EQ(field_->data(), "b.jpg");
 }
 
-// Text from code raises the modified flag, a reset lowers it, and it is never raised while the
-// text is the original.
 TEST(RenameTextField, ModifiedFlagFromCode) {
   ZuvRenameTextField field;
   EXPECT_TRUE(field.originalData().isNull());
