@@ -28,12 +28,6 @@ std::optional<std::string> Shape(const CZuvStringData& s) {
   return std::string(s.GetPtrUtf8());
 }
 
-Strings Texts(const std::vector<CZuvStringData>& values) {
-  Strings texts;
-  for (const CZuvStringData& value : values) texts.emplace_back(value.GetPtrUtf8());
-  return texts;
-}
-
 // Results worked out on bytes and characters; the searches are the platform's, on the units.
 namespace expected {
 
@@ -44,17 +38,6 @@ std::optional<std::string> Str(const std::string& s, const std::string& f, bool 
   const int32_t at = zuv::platform::FindUnits(text, find, noCase, backwards);
   if (at < 0) return kNone;
   return zuv::platform::EncodeUtf8(std::u16string_view(text).substr(at));
-}
-
-Strings Pieces(const std::string& s, const std::string& f) {
-  if (f.empty() || !IsWellFormedUtf8(s) || !IsWellFormedUtf8(f)) return {s};
-  Strings pieces;
-  size_t from = 0;
-  for (size_t at; (at = s.find(f, from)) != std::string::npos; from = at + f.size()) {
-    pieces.push_back(s.substr(from, at - from));
-  }
-  pieces.push_back(s.substr(from));
-  return pieces;
 }
 
 Strings Characters(const std::string& text) {
@@ -153,17 +136,24 @@ void ExpectAsWorkedOut(const std::string& s, const std::string& f) {
   const size_t last = s.size() > f.size() ? s.rfind(f) : std::string::npos;
   EXPECT_EQ(Shape(ZuvStringDataStrReverseIgnoreEncode(Text(s), Text(f))),
             last == std::string::npos ? kNone : std::optional(s.substr(last)));
-  const Strings pieces = expected::Pieces(s, f);
-  std::string replaced = pieces[0];
-  Strings fields;
-  for (size_t i = 0; i < pieces.size(); ++i) {
-    if (i > 0) replaced += "<" + pieces[i];
-    if (pieces.size() > 1 && !pieces[i].empty()) fields.push_back(pieces[i]);
+  // Replace and Split find what a byte search finds, in well-formed text only.
+  std::string replaced;
+  Strings fields, got;
+  size_t from = 0;
+  if (!f.empty() && IsWellFormedUtf8(s) && IsWellFormedUtf8(f)) {
+    for (size_t at; (at = s.find(f, from)) != std::string::npos; from = at + f.size()) {
+      fields.push_back(s.substr(from, at - from));
+      replaced += fields.back() + "<";
+    }
   }
+  replaced += s.substr(from);
+  if (from > 0) fields.push_back(s.substr(from));
+  std::erase(fields, "");
   EXPECT_EQ(Shape(ZuvStringDataReplace(Text(s), Text(f), Text("<"))), replaced);
   std::vector<CZuvStringData> out = {Text("stale")};
   ZuvStringDataSplit(Text(s), Text(f), &out);
-  EXPECT_EQ(Texts(out), fields);
+  for (const CZuvStringData& field : out) got.emplace_back(field.GetPtrUtf8());
+  EXPECT_EQ(got, fields);
   for (const auto& [left, right] : {std::pair{true, true}, {true, false}, {false, true}}) {
     EXPECT_EQ(Shape(ZuvString::Trim(Text(s), Text(f), left, right)),
               expected::Trim(s, f, left, right))

@@ -45,10 +45,10 @@ unsigned long long Read(const std::string& text) {
 // The record holds the 64-bit form (read by value: a field of the packed record is misaligned).
 // The ordering leaves out the fraction that equality compares.
 TEST(TimeTest, SixtyFourBitFormOrderingAndFields) {
-  CZuvTime time(0x123456789ABCDEF0ULL);
-  EXPECT_EQ(0x56789ABCu, uint32_t{time.GetUTCTime().lowSeconds});
-  static_cast<UTCDateTime*>(time)->fraction = 7;  // the pointer reaches the stored record
-  EXPECT_EQ(0x123456789ABC0007ULL, static_cast<unsigned long long>(time));
+  CZuvTime packed(0x123456789ABCDEF0ULL);
+  EXPECT_EQ(0x56789ABCu, uint32_t{packed.GetUTCTime().lowSeconds});
+  static_cast<UTCDateTime*>(packed)->fraction = 7;  // the pointer reaches the stored record
+  EXPECT_EQ(0x123456789ABC0007ULL, static_cast<unsigned long long>(packed));
   // a, b, then a == b, a != b, a < b, a <= b, a > b, a >= b
   const std::pair<std::pair<unsigned long long, unsigned long long>, std::vector<bool>> rows[] = {
       {{0x50001, 0x50002}, {0, 1, 0, 1, 0, 1}},
