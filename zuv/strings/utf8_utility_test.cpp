@@ -22,7 +22,7 @@ std::optional<std::string> TextOf(const CZuvStringData& s) {
 
 // utf8_length reads aligned words and blocks and flushes its per-lane counters every 255 rows of 64
 // bytes: every alignment, ends around word and block boundaries, and lengths around the flush.
-TEST(Utf8Utility, LengthCountsAsciiAndLeadBytesC2ToF4AtEveryAlignment) {
+TEST(Utf8Utility, LengthMidAndCmpiId) {
   EXPECT_EQ(utf8_length(nullptr), 0);
   std::vector<char> buffer(21 * 4096);
   char* const page = buffer.data() + 4096 - reinterpret_cast<uintptr_t>(buffer.data()) % 4096;
@@ -43,11 +43,8 @@ TEST(Utf8Utility, LengthCountsAsciiAndLeadBytesC2ToF4AtEveryAlignment) {
     }
   }
   for (const size_t length : {255 * 64, 256 * 64 + 1, 20 * 4096 - 1}) expect(page, length);
-}
-
-// Unlike utf8_length, 0xC0 and 0xFF start characters, and byte 0 starts one whatever it is. Latin-1
-// capitals fold except U+00DE; identifiers compare without sign, so an invalid byte sorts last.
-TEST(Utf8Utility, MidAndCmpiId) {
+  // Unlike utf8_length, utf8_mid takes 0xC0 and 0xFF as starts, and byte 0 whatever follows it.
+  // utf8_cmpi_id folds Latin-1 capitals but U+00DE and compares bytes without sign.
   // clang-format off
   const std::tuple<const char*, unsigned long, unsigned long, const char*> cuts[] = {
       {"h\xC3\xA9llo", 1, 2, "\xC3\xA9l"}, {"abc", 1, 100, "bc"}, {"abc", 0, 0, nullptr},
