@@ -1,5 +1,4 @@
-// Drives the example's window as a person would: clicks into the field of a file, types, presses
-// Return or Tab, and checks what happened on disk and what the window says.
+// Drives the example's window as a person would and checks the disk and what the window says.
 #include "rename_window.h"
 
 #include <QLabel>
@@ -18,8 +17,6 @@ namespace {
 using Disk = std::map<std::string, std::string>;
 const Disk kStart = {{"a.jpg", "A"}, {"b.jpg", "B"}};
 
-// After typing `keys` over a.jpg's name and pressing `key`: what the folder holds, what the field
-// shows, and the status line.
 TEST(RenameWindowTest, ReturnRenamesWhenTheNameIsAcceptedAndTabLeavesIt) {
   const QString tooLong(300, 'n');
   const struct {

@@ -63,8 +63,7 @@ TEST(EventTest, OneSetReleasesOneWait) {
   EXPECT_EQ(2, releasedCount);
 }
 
-// A lock object and the audio lock by id are reentrant and exclusive. Other ids are refused without
-// touching the audio lock: had one reached it, the contender would block on it.
+// Other ids are refused without touching the audio lock: else the contender would block on it.
 TEST(LockTest, LocksAreReentrantAndExclusive) {
   const auto section = std::make_shared<CZuvCriticalSection>();
   const std::pair<std::function<void()>, std::function<void()>> locks[] = {

@@ -1,5 +1,4 @@
-// Conversions in the system encoding, run once per legacy locale (LC_ALL is set by the test
-// runner, which never calls setlocale).
+// Run once per legacy locale: the test runner sets LC_ALL and never calls setlocale.
 #include <algorithm>
 #include <locale.h>
 #include <string>
@@ -18,8 +17,7 @@ namespace {
 // byte, or ends the text when it is 0; one that does not fit whole is left out whole.
 using LossCase = std::tuple<std::u16string_view, int32_t, char, std::string_view>;
 
-// Per encoding: a text and its bytes, bytes refused (EUC-JP: a lead at the end or without a trail,
-// a single shift at the end, an unassigned row), a text it cannot hold, the most bytes of 2 units.
+// EUC-JP refuses a lead at the end or without a trail, a single shift at the end, an unused row.
 const struct Encoding {
   std::string_view name;
   std::u16string_view units;

@@ -12,8 +12,7 @@ namespace {
 
 using namespace std::string_literals;
 
-// ICU's strict decoder is the reference, with or without room for every unit; what is accepted
-// encodes back, what is refused leaves the output alone and gives no platform string.
+// ICU's strict decoder is the reference, with or without room for every unit.
 bool DecodesAsIcuDoes(const std::string& bytes) {
   SCOPED_TRACE(testing::PrintToString(bytes));
   std::u16string icu(bytes.size() + 1, u'\0');
@@ -31,17 +30,12 @@ bool DecodesAsIcuDoes(const std::string& bytes) {
   if (bytes.find('\0') == std::string::npos) {
     EXPECT_EQ(CZuvPlatformString::CreateWithUtf8(bytes.c_str()) != nullptr, ok);
   }
-  const std::u16string decoded = ok ? icu.substr(0, static_cast<size_t>(icuLength)) : u"kept";
-  EXPECT_EQ(ours, decoded);
-  if (ok) {
-    EXPECT_EQ(room.substr(0, ours.size()), ours);
-    EXPECT_EQ(EncodeUtf8(ours), bytes);
-  }
+  EXPECT_EQ(ours, ok ? icu.substr(0, static_cast<size_t>(icuLength)) : std::u16string(u"kept"));
+  EXPECT_TRUE(!ok || (room.substr(0, ours.size()) == ours && EncodeUtf8(ours) == bytes));
   return ok;
 }
 
-// Every boundary of the encoding lengths and surrogates, each malformed form, then random bytes
-// drawn mostly from the edges of the valid ranges.
+// Every boundary of the encoding lengths, each malformed form, then bytes from the range edges.
 TEST(Utf8Decoding, AgreesWithIcuAndRoundTrips) {
   EXPECT_TRUE(DecodesAsIcuDoes(
       "a\0b\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBF\xF0\x90\x80\x80"
@@ -64,8 +58,7 @@ TEST(Utf8Decoding, AgreesWithIcuAndRoundTrips) {
   EXPECT_GT(accepted, 1000);  // the draw reaches the valid side too
 }
 
-// Only the room given is written; lone surrogates encode as U+FFFD; sizes and substrings are
-// clipped rather than overflowing. Comparison and search fold code units simply.
+// Sizes and substrings are clipped rather than overflowing; lone surrogates encode as U+FFFD.
 TEST(Utf16Units, StayWithinBoundsAndFoldSimply) {
   char16_t dest[4] = {u'x', u'x', u'x', u'x'};
   EXPECT_EQ(DecodeUtf8("h\xE2\x82\xAC\xF0\x9D\x84\x9E", dest, 2), 4);  // h, euro sign, a pair

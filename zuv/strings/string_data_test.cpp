@@ -24,7 +24,6 @@ std::u16string UnitsOf(const unsigned short* units) {
 }
 
 // Forms are made when first asked for and kept; from UTF-16 to the system encoding via UTF-8.
-// Lengths and emptiness count the primary form.
 TEST(StringDataTest, FormsLengthsAndEmptiness) {
   CZuvStringData s(ZuvCharUtf8("abc"));
   EXPECT_EQ(3u, s.GetLengthChar());

@@ -49,8 +49,7 @@ Strings Characters(const std::string& text) {
   return characters;
 }
 
-// Only well-formed characters of the set are trimmed, and only when the first one is (the others
-// are replaced by it before the text is split at it).
+// Only well-formed set characters are trimmed, and only when the first one is (it replaces them).
 std::optional<std::string> Trim(const std::string& s, const std::string& set, bool left,
                                 bool right) {
   const Strings chars = Characters(set);
@@ -98,8 +97,7 @@ TEST(StringOpsTest, WrappersAndCaseMapping) {
   const CZuvStringData value = Text("%s!");
   EXPECT_EQ(Shape(ZuvStringDataFormat(&value, "ok")), "ok!");
   EXPECT_EQ(Shape(ZuvStringDataFormat(static_cast<const CZuvStringData*>(nullptr))), kNone);
-  // The copy into the system encoding (UTF-8 here) writes within the size given and ends in a 0
-  // that may cut the last character; text that is not UTF-8 copies as empty.
+  // The copy into the system encoding (UTF-8 here) ends in a 0 that may cut the last character.
   for (const auto& [utf8, size, copied] : {std::tuple{"é", 2, "\xC3\0ZZZ"},
                                            {"a€b", 3, "a\0ZZZ"},
                                            {"a\xFF", 5, "\0ZZZZ"},
@@ -111,9 +109,8 @@ TEST(StringOpsTest, WrappersAndCaseMapping) {
   ZuvMacCopySystemEncoingStringWithLossByte(Text("a"), nullptr, 8, '?');
 }
 
-// The units go to the wide formatter unconverted (a 32-bit wchar_t sees each pair of units as
-// one), cut to the 511 wide characters that fit in 2048 bytes. Under ASan this shows nothing is
-// read or written outside the caller's units and the buffer.
+// The units go to the wide formatter as they are (a 32-bit wchar_t reads two), cut to the 511
+// wide characters of 2048 bytes; ASan shows nothing is read or written outside the buffers.
 TEST(StringOpsTest, FormatWStaysInsideItsBuffers) {
   EXPECT_EQ(Shape(ZuvStringDataFormatW(nullptr)), kNone);
   std::u16string units;
@@ -161,8 +158,7 @@ void ExpectAsWorkedOut(const std::string& s, const std::string& f) {
   }
 }
 
-// Every other input repeats its separator, where a search shifts least and must remember what it
-// has matched.
+// Every other input repeats its separator, where a search must remember what it has matched.
 TEST(StringOpsTest, OperationsAgreeWithTheWorkedOutResults) {
   const std::string pieces[] = {"a", "b", ",", "-",    "é",    "É",
                                 "€", "😀", " ", "\x80", "\xC3", "\xFF"};
@@ -185,8 +181,8 @@ TEST(StringOpsTest, OperationsAgreeWithTheWorkedOutResults) {
   }
 }
 
-// Inputs on which a naive search compares the whole needle at every position (the benchmark holds
-// the timing goal), long enough for the searches' block scans, and a long text to trim.
+// Inputs on which a naive search is quadratic, long enough for the block scans (the benchmark
+// holds the timing goal).
 TEST(StringOpsTest, SearchesHostileInputsAndTrimsLongTextInLinearTime) {
   const std::string run(200000, 'a');
   const std::string needle = std::string(5000, 'a') + "b";

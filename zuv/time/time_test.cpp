@@ -42,7 +42,6 @@ unsigned long long Read(const std::string& text) {
   return static_cast<unsigned long long>(time);
 }
 
-// The record holds the 64-bit form (read by value: a field of the packed record is misaligned).
 // The ordering leaves out the fraction that equality compares.
 TEST(TimeTest, SixtyFourBitFormOrderingAndFields) {
   CZuvTime packed(0x123456789ABCDEF0ULL);
@@ -60,8 +59,7 @@ TEST(TimeTest, SixtyFourBitFormOrderingAndFields) {
     EXPECT_EQ(expected, (std::vector<bool>{a == b, a != b, (a < b), a <= b, (a > b), a >= b}))
         << std::hex << times.first << " vs " << times.second;
   }
-  // Month, day, hour and minute are cut to 8 signed bits first, the year to 32. The value holds
-  // 1904-01-01 00:00:00 UTC to 2^48 s later.
+  // Fields are cut to 8 signed bits, the year to 32; 1904 UTC to 2^48 s later is held.
   const ScopedTimeZone utc("UTC");
   const auto initialize = [](const char* text) {
     unsigned f[6] = {};
@@ -85,11 +83,9 @@ TEST(TimeTest, SixtyFourBitFormOrderingAndFields) {
   }
 }
 
-// A text read in each zone, the UTC time it names, how the zone shows that time and its local
-// fields. A time in a gap moves forward by the gap; a time shown twice names its first occurrence.
-// Each text form of a time within that second reads back as the whole second; the date alone as
-// local midnight. GetTime and GetLocalTm give whole seconds (a fraction is dropped), but GetLocalTm
-// takes the weekday (Sunday is 7) and the year day from the UTC date, and tm_isdst stays 0.
+// A time in a gap moves forward by the gap; a time shown twice names its first occurrence. The
+// fraction is dropped; GetLocalTm takes the weekday (Sunday is 7) and the year day from the UTC
+// date, and tm_isdst stays 0.
 TEST(TimeTest, TextFormsAndFieldsFollowTheZoneAtEachCall) {
   const struct {
     const char *zone, *text;
@@ -131,8 +127,7 @@ TEST(TimeTest, TextFormsAndFieldsFollowTheZoneAtEachCall) {
               (std::vector<int>{f.tm_year + 1900, f.tm_mon + 1, f.tm_mday, f.tm_hour, f.tm_min,
                                 f.tm_sec, 0}));
   }
-  // Digits are read by position, whatever stands between them; a field cut short keeps its
-  // digits ("1/31" is month 13); full-width digits are none.
+  // Digits are read by position, whatever stands between them ("1/31" is month 13).
   const ScopedTimeZone utc("UTC");
   EXPECT_EQ(Utc(2024, 1, 31, 23, 59, 0), Read("on 2024.01.31 at 23h59"));
   EXPECT_EQ(Utc(2024, 1, 3, 0, 0, 0), Read("2024/01/3"));

@@ -47,8 +47,7 @@ class RenameTextFieldTest : public ::testing::Test {
   QLineEdit* next_ = nullptr;
 };
 
-// The program changes the text during an edit, then the user ends it: a text the validator does not
-// accept (no validator accepts nothing) gives way to the last typed text.
+// A text set by the program that the validator refuses (no validator: any) gives way at the end.
 TEST_F(RenameTextFieldTest, EndOfEditPutsBackTheLastTypedTextWhenRefused) {
   const auto refuseBad = std::make_shared<Refusing>(QStringList{"bad", ""});
   const struct {
@@ -79,8 +78,6 @@ TEST_F(RenameTextFieldTest, EndOfEditPutsBackTheLastTypedTextWhenRefused) {
   }
 }
 
-// Text from code raises the modified flag, a reset lowers it, and it is never raised while the
-// text is the original. Another window taking the focus does not end the edit.
 TEST_F(RenameTextFieldTest, ModifiedFlagFromCodeAndAnotherWindowDoesNotEndTheEdit) {
   EXPECT_TRUE(field_->originalData().isNull());
   field_->setStringValue("x.jpg");

@@ -1,5 +1,4 @@
-// ICU's default locale (otherwise taken from the user's environment) set for a scope, so that a
-// test can show a result does not depend on it. Header-only; compiled into the tests alone.
+// ICU's default locale set for a scope, so that a test can show a result does not depend on it.
 #pragma once
 
 #include <string>
@@ -11,8 +10,6 @@ class ScopedTextLocale {
  public:
   explicit ScopedTextLocale(const char* locale) : m_saved(uloc_getDefault()) { Set(locale); }
   ~ScopedTextLocale() { Set(m_saved.c_str()); }
-  ScopedTextLocale(const ScopedTextLocale&) = delete;
-  ScopedTextLocale& operator=(const ScopedTextLocale&) = delete;
 
  private:
   static void Set(const char* locale) {

@@ -1,6 +1,5 @@
-// The system time zone set through TZ for a scope, then restored, so that a test runs the
-// local-time code under a real zone of the tz database. Only TZ is set: the library must see the
-// change by itself, as it reads the zone at each call.
+// The system time zone (a tz database name, or "UTC") set through TZ for a scope. Only TZ is set:
+// the library must see the change by itself, as it reads the zone at each call.
 #pragma once
 
 #include <filesystem>
@@ -14,7 +13,6 @@ namespace zuv::platform::testing {
 
 class ScopedTimeZone {
  public:
-  /// `zone` is a tz database name ("America/New_York") or "UTC".
   explicit ScopedTimeZone(const char* zone) { m_tz.emplace("TZ", zone); }
   ~ScopedTimeZone() {
     m_tz.reset();

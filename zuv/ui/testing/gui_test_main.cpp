@@ -1,6 +1,5 @@
-// The main of the widget tests: one QApplication for the run, on the offscreen platform unless
-// QT_QPA_PLATFORM names another (xcb under xvfb-run). Exits with 77, which CTest counts as
-// skipped, when that platform's plugin is not installed.
+// One QApplication, offscreen unless QT_QPA_PLATFORM names another platform (xcb under xvfb-run).
+// Exits with 77, which CTest counts as skipped, when that platform's plugin is not installed.
 #include <QApplication>
 #include <QFileInfo>
 #include <QLibraryInfo>
@@ -8,8 +7,7 @@
 
 #include <gtest/gtest.h>
 
-// The leak checker's report of what the D-Bus library under Qt's X11 platform keeps for the life
-// of the process; only that library is listed.
+// What the D-Bus library under Qt's X11 platform keeps for the life of the process is no leak.
 extern "C" const char* __lsan_default_suppressions() { return "leak:libdbus-1.so\n"; }
 
 int main(int argc, char** argv) {
