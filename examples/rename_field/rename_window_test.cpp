@@ -14,6 +14,7 @@
 
 namespace {
 
+using zuv::platform::testing::WriteFile;
 using Disk = std::map<std::string, std::string>;
 const Disk kStart = {{"a.jpg", "A"}, {"b.jpg", "B"}};
 
@@ -39,21 +40,16 @@ TEST(RenameWindowTest, ReturnRenamesWhenTheNameIsAcceptedAndTabLeavesIt) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.keys.left(20).toStdString());
     const zuv::platform::testing::ScratchFolder folder;
-    for (const auto& [name, contents] : kStart) {
-      zuv::platform::testing::WriteFile(folder / name, contents);
-    }
+    for (const auto& [name, contents] : kStart) WriteFile(folder / name, contents);
     std::filesystem::create_directory(folder / "sub");  // folders are not listed
     RenameWindow window(QString::fromStdString(folder.Path()));
     window.show();
     window.activateWindow();  // no window manager activates it under Xvfb
     ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
-    QStringList names;
-    ZuvRenameTextField* field = nullptr;
-    for (auto* each : window.findChildren<ZuvRenameTextField*>()) {
-      names << each->data();
-      if (each->originalData() == "a.jpg") field = each;
-    }
-    ASSERT_EQ(names, QStringList({"a.jpg", "b.jpg"}));
+    const auto fields = window.findChildren<ZuvRenameTextField*>();
+    ASSERT_EQ(fields.size(), 2);
+    ASSERT_EQ(QStringList({fields[0]->data(), fields[1]->data()}), QStringList({"a.jpg", "b.jpg"}));
+    ZuvRenameTextField* const field = fields[0];
     QTest::mouseClick(field, Qt::LeftButton);
     QTest::keyClick(field, Qt::Key_A, Qt::ControlModifier);
     QTest::keyClick(field, Qt::Key_Backspace);

@@ -74,8 +74,7 @@ TEST(StringDataTest, FormsLengthsAndEmptiness) {
 // A sharer that is cleared, assigned or initialised again leaves the value to the others.
 TEST(StringDataTest, CopiesShareOneValueAndLeaveInAnyOrder) {
   CZuvStringData a(ZuvCharUtf8("shared"));
-  CZuvStringData b(a);
-  CZuvStringData c;
+  CZuvStringData b(a), c;
   c = b;
   EXPECT_EQ(a.GetPtrUtf8(), c.GetPtrUtf8());
   EXPECT_EQ(c.GetPtrUnicode(), a.GetPtrUnicode());

@@ -15,7 +15,6 @@
 namespace ZuvMacStringUtility {
 namespace {
 
-// The UTF-8 text of a result, or nullopt for a string without value.
 std::optional<std::string> TextOf(const CZuvStringData& s) {
   return s.HasValueUtf8() ? std::optional<std::string>(s.GetPtrUtf8()) : std::nullopt;
 }

@@ -20,8 +20,7 @@ struct Refusing : QValidator {
   QStringList refused;
 };
 
-class RenameTextFieldTest : public ::testing::Test {
- protected:
+struct RenameTextFieldTest : ::testing::Test {
   void SetUp() override {
     auto* layout = new QVBoxLayout(&window_);
     layout->addWidget(field_ = new ZuvRenameTextField(&window_));
@@ -63,8 +62,7 @@ TEST_F(RenameTextFieldTest, EndOfEditPutsBackTheLastTypedTextWhenRefused) {
   };
   for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Tab}) {
     for (const auto& c : cases) {
-      SCOPED_TRACE(("typed " + c.typed + ", then " + c.fromCode + ", key " + QString::number(key))
-                       .toStdString());
+      SCOPED_TRACE(QString("%1, %2, key %3").arg(c.typed, c.fromCode).arg(key).toStdString());
       field_->setValidator(c.validator.get());
       TypeOver(c.typed);
       EXPECT_EQ(field_->property("modified").toBool(), c.typed != "a.jpg");
