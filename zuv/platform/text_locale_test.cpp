@@ -1,5 +1,5 @@
-// Conversions in the system encoding, run once per legacy locale (LC_ALL is set by the test
-// runner). Each suite needs one encoding and skips under the others.
+// Run once per legacy locale: the test runner sets LC_ALL and never calls setlocale.
+#include <algorithm>
 #include <locale.h>
 #include <string>
 #include <thread>
@@ -13,102 +13,74 @@
 namespace zuv::platform {
 namespace {
 
-#define SKIP_UNLESS_ENCODING(encoding)                                                     \
-  if (std::string_view(SystemEncodingName()) != encoding)                                  \
-  GTEST_SKIP() << "needs the system encoding " << encoding << " (LC_ALL of a locale that " \
-               << "has it); this process runs under " << SystemEncodingName()
-
-// Rows of units, capacity, loss byte and the bytes written.
+// Units, capacity, loss byte, bytes written. An unmappable character (a pair is one) costs a loss
+// byte, or ends the text when it is 0; one that does not fit whole is left out whole.
 using LossCase = std::tuple<std::u16string_view, int32_t, char, std::string_view>;
-void ExpectLossConversions(std::initializer_list<LossCase> cases) {
-  for (const auto& [units, capacity, lossByte, expected] : cases) {
+
+// EUC-JP refuses a lead at the end or without a trail, a single shift at the end, an unused row.
+const struct Encoding {
+  std::string_view name;
+  std::u16string_view units;
+  std::string_view bytes;
+  std::vector<std::string_view> refused;
+  std::u16string_view unencodable;
+  int32_t maxBytesForTwo;
+  std::vector<LossCase> losses;
+} kEncodings[] = {
+    // clang-format off
+    {"ISO-8859-1", u"caf\u00E9\u00FF\u0080", "caf\xE9\xFF\x80", {}, u"\u20AC", 2,
+     {{u"a\u20AC\u00E9", 10, '?', "a?\xE9"}, {u"a\u20AC\u00E9", 10, '\0', "a"},
+      {u"\U0001F600\u00E9", 10, '?', "?\xE9"}, {u"\u00E9\u00E9", 1, '?', "\xE9"}}},
+    // 1, 2 and 3 bytes; Hangul is not in EUC-JP
+    {"EUC-JP", u"a\u65E5\u00E9", "a\xC6\xFC\x8F\xAB\xB1", {"\xC6", "a\xC6\x41", "\x8E", "\xA9\xA1"},
+     u"\uD55C", 6, {{u"a\u65E5", 3, '?', "a\xC6\xFC"}, {u"a\u65E5", 2, '?', "a"},
+      {u"\uD55Cb", 10, '?', "?b"}, {u"\uD55Cb", 10, '\0', ""}}},
+    {"UTF-8", u"a\u20AC\U0001F600", "a\xE2\x82\xAC\xF0\x9F\x98\x80", {"\xED\xA0\x80"}, u"a\xD800",
+     6, {{u"a\u20ACz", 3, '?', "a"}, {u"a\xDC00\xD800z", 10, '?', "a??z"},
+      {u"a\xD800z", 10, '\0', "a"}, {u"\U0001F600!", 4, '?', "\xF0\x9F\x98\x80"},
+      {u"abc", -1, '?', ""}}},
+    // clang-format on
+};
+
+// Each thread converts with its own converter, so that conversions at once stay exact.
+TEST(AnyEncoding, ConvertsAsTheEncodingDefinesOnSeveralThreads) {
+  const std::string_view name = SystemEncodingName();
+  const auto* e = std::find_if(std::begin(kEncodings), std::end(kEncodings),
+                               [&](const Encoding& each) { return each.name == name; });
+  ASSERT_NE(e, std::end(kEncodings)) << name;
+  EXPECT_STREQ(setlocale(LC_ALL, nullptr), "C");
+  EXPECT_EQ(SystemEncodingIsUtf8(), name == "UTF-8");
+  EXPECT_EQ(CZuvPlatformString::CreateWithSystemEncoding(std::string(e->bytes).c_str())->Units(),
+            e->units);
+  std::string bytes = "kept";
+  EXPECT_FALSE(EncodeSystem(e->unencodable, &bytes));
+  EXPECT_EQ(bytes, "kept");
+  for (const std::string_view refused : e->refused) {
+    std::u16string kept = u"kept";
+    EXPECT_FALSE(DecodeSystem(refused, &kept)) << testing::PrintToString(refused);
+    EXPECT_EQ(kept, u"kept");
+    EXPECT_EQ(CZuvPlatformString::CreateWithSystemEncoding(std::string(refused).c_str()), nullptr);
+  }
+  EXPECT_EQ(MaxSystemBytes(2), e->maxBytesForTwo);
+  for (const auto& [units, capacity, lossByte, expected] : e->losses) {
     char dest[16] = {};
     const int32_t written = EncodeSystemWithLossByte(units, dest, capacity, lossByte);
-    EXPECT_EQ(std::string_view(dest, written), expected)
-        << testing::PrintToString(std::string(expected));
+    EXPECT_EQ(std::string_view(dest, written), expected) << testing::PrintToString(expected);
   }
-}
-
-// The process locale stays "C" (the test runner never calls setlocale) while the system encoding
-// follows LC_ALL.
-TEST(AnyEncoding, DetectionLeavesTheProcessLocaleAlone) {
-  EXPECT_NE(SystemEncodingName(), nullptr);
-  EXPECT_STREQ(setlocale(LC_ALL, nullptr), "C");
-}
-
-TEST(Latin1Encoding, ConvertsOneBytePerCharacterAndReplacesTheRest) {
-  SKIP_UNLESS_ENCODING("ISO-8859-1");
-  std::string bytes = "kept";
-  EXPECT_FALSE(EncodeSystem(u"\u20AC", &bytes));
-  EXPECT_EQ(bytes, "kept");
-  std::u16string units;
-  ASSERT_TRUE(DecodeSystem("\xE9\xFF\x80", &units));
-  EXPECT_EQ(units, u"\u00E9\u00FF\u0080");
-  EXPECT_EQ(CZuvPlatformString::CreateWithSystemEncoding("caf\xE9")->Units(), u"caf\u00E9");
-  EXPECT_EQ(MaxSystemBytes(4), 4);
-  ExpectLossConversions({{u"a\u20AC\u00E9", 10, '?', "a?\xE9"},
-                         {u"a\u20AC\u00E9", 10, '\0', "a"},
-                         {u"\U0001F600\u00E9", 10, '?', "?\xE9"},  // one loss byte for a pair
-                         {u"\u00E9\u00E9", 1, '?', "\xE9"}});
-}
-
-// A lead byte at the end or without a trail byte, a single shift at the end, an unassigned row are
-// refused; a character that does not fit whole is left out whole.
-TEST(EucJpEncoding, ConvertsMultiByteCharactersAndRefusesInvalidBytes) {
-  SKIP_UNLESS_ENCODING("EUC-JP");
-  std::string bytes;
-  ASSERT_TRUE(EncodeSystem(u"a\u65E5\u00E9", &bytes));
-  EXPECT_EQ(bytes, "a\xC6\xFC\x8F\xAB\xB1");  // 1, 2 and 3 bytes
-  std::u16string units;
-  ASSERT_TRUE(DecodeSystem(bytes, &units));
-  EXPECT_EQ(units, u"a\u65E5\u00E9");
-  EXPECT_EQ(MaxSystemBytes(2), 6);
-  for (const char* invalid : {"\xC6", "a\xC6\x41", "\x8E", "\xA9\xA1"}) {
-    std::u16string kept = u"kept";
-    EXPECT_FALSE(DecodeSystem(invalid, &kept)) << testing::PrintToString(invalid);
-    EXPECT_EQ(kept, u"kept");
-    EXPECT_EQ(CZuvPlatformString::CreateWithSystemEncoding(invalid), nullptr);
-  }
-  ExpectLossConversions({{u"a\u65E5", 3, '?', "a\xC6\xFC"},
-                         {u"a\u65E5", 2, '?', "a"},
-                         {u"\uD55Cb", 10, '?', "?b"},  // Hangul is not in EUC-JP
-                         {u"\uD55Cb", 10, '\0', ""}});
-}
-
-// Each thread converts with its own converter, so conversions at the same time stay exact.
-TEST(EucJpEncoding, ConvertsOnSeveralThreadsAtOnce) {
-  SKIP_UNLESS_ENCODING("EUC-JP");
   std::vector<std::thread> threads;
   std::vector<int> failures(4, 0);
   for (int& failed : failures) {
-    threads.emplace_back([&failed] {
+    threads.emplace_back([&failed, e] {
       for (int i = 0; i < 2000; ++i) {
         std::u16string units;
-        std::string bytes;
-        failed += !DecodeSystem("\xC6\xFC\xCB\xDC", &units) || units != u"\u65E5\u672C" ||
-                  !EncodeSystem(units, &bytes) || bytes != "\xC6\xFC\xCB\xDC";
+        std::string encoded;
+        failed += !DecodeSystem(e->bytes, &units) || units != e->units ||
+                  !EncodeSystem(units, &encoded) || encoded != e->bytes;
       }
     });
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(failures, std::vector<int>(4, 0));
-}
-
-TEST(Utf8Encoding, ConvertsWithoutLossAndRefusesWhatUtf8CannotHold) {
-  SKIP_UNLESS_ENCODING("UTF-8");
-  EXPECT_TRUE(SystemEncodingIsUtf8());
-  std::u16string units = u"kept";
-  EXPECT_FALSE(DecodeSystem("\xED\xA0\x80", &units));
-  EXPECT_EQ(units, u"kept");
-  std::string bytes = "kept";
-  EXPECT_FALSE(EncodeSystem(u"a\xD800", &bytes));
-  EXPECT_EQ(bytes, "kept");
-  EXPECT_EQ(MaxSystemBytes(4), 12);
-  ExpectLossConversions({{u"a\u20ACz", 3, '?', "a"},  // the euro sign does not fit whole
-                         {u"a\xDC00\xD800z", 10, '?', "a??z"},
-                         {u"a\xD800z", 10, '\0', "a"},
-                         {u"\U0001F600!", 4, '?', "\xF0\x9F\x98\x80"},
-                         {u"abc", -1, '?', ""}});
 }
 
 }  // namespace

@@ -8,13 +8,12 @@ namespace {
 
 // Copies are deep; a source without a block, or with a block of size 0, copies as no block.
 TEST(GeometryTest, BufferCopiesAreDeepAndAnEmptyOneHasNoBlock) {
-  CZuvBuffer source, none, zero;
+  CZuvBuffer source, none, zero, assigned;
   std::memset(source.Allocate(16), 'a', 16);
   zero.Allocate(0);
-  CZuvBuffer copy(source);
-  CZuvBuffer assigned;
   assigned.Allocate(4);  // replaced, not leaked
   assigned = source;
+  CZuvBuffer copy(source);
   for (const CZuvBuffer* target : {&copy, &assigned}) {
     ASSERT_EQ(16u, target->GetSize());
     ASSERT_NE(source.GetBuffer(), target->GetBuffer());
@@ -22,13 +21,11 @@ TEST(GeometryTest, BufferCopiesAreDeepAndAnEmptyOneHasNoBlock) {
   }
   for (const CZuvBuffer* empty : {&none, &zero}) {
     assigned = *empty;
-    EXPECT_EQ(nullptr, assigned.GetBuffer());
-    EXPECT_EQ(0u, assigned.GetSize());
+    EXPECT_TRUE(assigned.GetBuffer() == nullptr && assigned.GetSize() == 0);
     EXPECT_EQ(nullptr, CZuvBuffer(*empty).GetBuffer());
   }
   const void* block = source.GetBuffer();
-  const CZuvBuffer& alias = source;
-  source = alias;  // assigning itself keeps the block
+  source = static_cast<const CZuvBuffer&>(source);  // assigning itself keeps the block
   EXPECT_EQ(block, source.GetBuffer());
 }
 

@@ -11,33 +11,27 @@
 
 namespace {
 
-// A validator that finds every text Acceptable except those listed, which are Intermediate: they
-// can be typed but not kept.
-class Refusing : public QValidator {
- public:
-  explicit Refusing(QStringList refused) : refused_(std::move(refused)) {}
+// Finds every text Acceptable except those listed, which can be typed but not kept.
+struct Refusing : QValidator {
+  explicit Refusing(QStringList list) : refused(std::move(list)) {}
   State validate(QString& input, int&) const override {
-    return refused_.contains(input) ? Intermediate : Acceptable;
+    return refused.contains(input) ? Intermediate : Acceptable;
   }
-
- private:
-  QStringList refused_;
+  QStringList refused;
 };
 
-// A shown, active window holding the field, with the original name a.jpg, and a second widget
-// that the focus can move to.
-class RenameTextFieldTest : public ::testing::Test {
- protected:
+struct RenameTextFieldTest : ::testing::Test {
   void SetUp() override {
     auto* layout = new QVBoxLayout(&window_);
     layout->addWidget(field_ = new ZuvRenameTextField(&window_));
     layout->addWidget(next_ = new QLineEdit(&window_));
-    window_.show();
-    window_.activateWindow();  // no window manager activates it under Xvfb
-    ASSERT_TRUE(QTest::qWaitForWindowActive(&window_));
+    Activate(window_);
   }
-
-  // Clicks into the field, which begins an edit, selects the whole text and types `text` over it.
+  static void Activate(QWidget& window) {
+    window.show();
+    window.activateWindow();  // no window manager activates it under Xvfb
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+  }
   void TypeOver(const QString& text) {
     field_->setOriginalData("a.jpg");
     QTest::mouseClick(field_, Qt::LeftButton);
@@ -52,10 +46,7 @@ class RenameTextFieldTest : public ::testing::Test {
   QLineEdit* next_ = nullptr;
 };
 
-// Typing marks the field modified unless the text is the original again. The program changes the
-// text during an edit and the user ends it: a text the validator does not accept gives way to the
-// last typed text. A field without validator accepts nothing. The edit ends with Return, or with
-// Tab to the next widget.
+// A text set by the program that the validator refuses (no validator: any) gives way at the end.
 TEST_F(RenameTextFieldTest, EndOfEditPutsBackTheLastTypedTextWhenRefused) {
   const auto refuseBad = std::make_shared<Refusing>(QStringList{"bad", ""});
   const struct {
@@ -71,8 +62,7 @@ TEST_F(RenameTextFieldTest, EndOfEditPutsBackTheLastTypedTextWhenRefused) {
   };
   for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Tab}) {
     for (const auto& c : cases) {
-      SCOPED_TRACE(("typed " + c.typed + ", then " + c.fromCode + ", key " + QString::number(key))
-                       .toStdString());
+      SCOPED_TRACE(QString("%1, %2, key %3").arg(c.typed, c.fromCode).arg(key).toStdString());
       field_->setValidator(c.validator.get());
       TypeOver(c.typed);
       EXPECT_EQ(field_->property("modified").toBool(), c.typed != "a.jpg");
@@ -86,40 +76,29 @@ TEST_F(RenameTextFieldTest, EndOfEditPutsBackTheLastTypedTextWhenRefused) {
   }
 }
 
-// Another window taking the focus does not end the edit: the refused text stays until the user
-// comes back and ends it.
-TEST_F(RenameTextFieldTest, AnotherWindowDoesNotEndTheEdit) {
+TEST_F(RenameTextFieldTest, ModifiedFlagFromCodeAndAnotherWindowDoesNotEndTheEdit) {
+  EXPECT_TRUE(field_->originalData().isNull());
+  field_->setStringValue("x.jpg");
+  EXPECT_TRUE(field_->isModified());  // no original to compare with
+  field_->resetModifyStatus();
+  EXPECT_FALSE(field_->isModified());
+  field_->setOriginalData("a.jpg");
+  field_->setModified(true);
+  EXPECT_FALSE(field_->isModified());
+  field_->setProperty("modified", true);
+  field_->setText("c");
+  EXPECT_TRUE(field_->isModified());
   Refusing refuseBad({"bad"});
   field_->setValidator(&refuseBad);
   TypeOver("b.jpg");
   field_->setStringValue("bad");
   QWidget other;
-  other.show();
-  other.activateWindow();
-  ASSERT_TRUE(QTest::qWaitForWindowActive(&other));
+  Activate(other);
   EXPECT_EQ(field_->data(), "bad");
-  window_.activateWindow();
-  ASSERT_TRUE(QTest::qWaitForWindowActive(&window_));
+  Activate(window_);
   ASSERT_TRUE(field_->hasFocus());
   QTest::keyClick(field_, Qt::Key_Return);
   EXPECT_EQ(field_->data(), "b.jpg");
-}
-
-// The modified flag as the program sets it: raised by text from code, lowered by a reset, and never
-// raised while the text is the original.
-TEST(RenameTextField, ModifiedFlagFromCode) {
-  ZuvRenameTextField field;
-  EXPECT_TRUE(field.originalData().isNull());
-  field.setStringValue("x.jpg");
-  EXPECT_TRUE(field.isModified());  // no original to compare with
-  field.resetModifyStatus();
-  EXPECT_FALSE(field.isModified());
-  field.setOriginalData("a.jpg");
-  field.setModified(true);
-  EXPECT_FALSE(field.isModified());
-  field.setProperty("modified", true);
-  field.setText("c");
-  EXPECT_TRUE(field.isModified());
 }
 
 }  // namespace

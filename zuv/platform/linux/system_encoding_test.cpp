@@ -1,6 +1,5 @@
 #include "zuv/platform/linux/system_encoding.h"
 
-#include <array>
 #include <locale.h>
 #include <optional>
 
@@ -11,20 +10,15 @@
 namespace zuv::platform {
 namespace {
 
-bool LocaleInstalled(const char* name) {
-  const locale_t locale = newlocale(LC_CTYPE_MASK, name, static_cast<locale_t>(nullptr));
-  if (locale == static_cast<locale_t>(nullptr)) return false;
-  freelocale(locale);
-  return true;
-}
-
 TEST(SystemEncodingDetection, FollowsTheFirstLocaleVariableSet) {
   const char* const kLatin1 = "en_US.ISO-8859-1";
-  if (!LocaleInstalled(kLatin1) || !LocaleInstalled("ja_JP.EUC-JP")) {
-    GTEST_SKIP() << "needs the locales en_US.ISO-8859-1 and ja_JP.EUC-JP (localedef)";
+  for (const char* name : {kLatin1, "ja_JP.EUC-JP"}) {
+    const locale_t locale = newlocale(LC_CTYPE_MASK, name, static_cast<locale_t>(nullptr));
+    if (locale == static_cast<locale_t>(nullptr)) GTEST_SKIP() << name << " is not installed";
+    freelocale(locale);
   }
   const struct {
-    std::array<const char*, 3> environment;  // LC_ALL, LC_CTYPE, LANG; null: unset
+    const char* environment[3];  // LC_ALL, LC_CTYPE, LANG; null: unset
     const char* expected;
   } kCases[] = {
       {{nullptr, nullptr, nullptr}, "UTF-8"},
@@ -39,10 +33,8 @@ TEST(SystemEncodingDetection, FollowsTheFirstLocaleVariableSet) {
   const char* const kNames[3] = {"LC_ALL", "LC_CTYPE", "LANG"};
   for (const auto& c : kCases) {
     std::optional<testing::ScopedEnvironment> set[3];
-    for (size_t i = 0; i < 3; ++i) set[i].emplace(kNames[i], c.environment[i]);
-    EXPECT_EQ(detail::FindSystemEncodingName(), c.expected)
-        << (c.environment[0] ? c.environment[0] : "-") << " "
-        << (c.environment[1] ? c.environment[1] : "-");
+    for (int i = 0; i < 3; ++i) set[i].emplace(kNames[i], c.environment[i]);
+    EXPECT_EQ(detail::FindSystemEncodingName(), c.expected) << &c - kCases;
   }
   EXPECT_STREQ(setlocale(LC_ALL, nullptr), "C");
 }

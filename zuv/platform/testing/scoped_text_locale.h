@@ -1,6 +1,4 @@
-// For tests: makes a language the text services' default for one scope (ICU's default locale,
-// which otherwise comes from the user's environment), so that a test can show a result does not
-// depend on it. Header-only; compiled into the tests alone.
+// ICU's default locale set for a scope, so that a test can show a result does not depend on it.
 #pragma once
 
 #include <string>
@@ -12,15 +10,12 @@ class ScopedTextLocale {
  public:
   explicit ScopedTextLocale(const char* locale) : m_saved(uloc_getDefault()) { Set(locale); }
   ~ScopedTextLocale() { Set(m_saved.c_str()); }
-  ScopedTextLocale(const ScopedTextLocale&) = delete;
-  ScopedTextLocale& operator=(const ScopedTextLocale&) = delete;
 
  private:
   static void Set(const char* locale) {
     UErrorCode status = U_ZERO_ERROR;
     uloc_setDefault(locale, &status);
   }
-
   std::string m_saved;
 };
 

@@ -1,5 +1,5 @@
-// ScopedTimeZone: the system time zone set through TZ for the length of a scope, then restored, so
-// that a test can run the local-time code under a real zone of the tz database.
+// The system time zone (a tz database name, or "UTC") set through TZ for a scope. Only TZ is set:
+// the library must see the change by itself, as it reads the zone at each call.
 #pragma once
 
 #include <filesystem>
@@ -13,16 +13,13 @@ namespace zuv::platform::testing {
 
 class ScopedTimeZone {
  public:
-  /// `zone` is a tz database name ("America/New_York") or "UTC". Only TZ is set: the library
-  /// must see the change by itself, as it reads the zone at each call.
   explicit ScopedTimeZone(const char* zone) { m_tz.emplace("TZ", zone); }
   ~ScopedTimeZone() {
     m_tz.reset();
     tzset();  // leaves the C library's own state as it was found
   }
 
-  /// Whether the zone's rules are installed. The C library quietly takes an unknown zone for UTC,
-  /// so a test of a zone's rules checks this first.
+  /// Whether the zone's rules are installed: the C library quietly takes an unknown zone for UTC.
   static bool IsInstalled(const char* zone) {
     const char* folder = getenv("TZDIR");
     return std::filesystem::exists(std::filesystem::path(folder ? folder : "/usr/share/zoneinfo") /
