@@ -1,6 +1,6 @@
 // A fault-injecting wrapper around the real file system: it counts calls by kind, fails chosen
 // calls, answers whether a volume can exchange, and counts pauses instead of sleeping.
-// ScopedReplacement<FileSystem> puts it in use. Header-only; compiled into the tests alone.
+// ScopedReplacement<FileSystem> puts it in use. Header-only; tests alone.
 #pragma once
 
 #include <array>
@@ -19,7 +19,7 @@ namespace zuv::platform::testing {
 /// chosen to fail does nothing and answers its error. Pauses are counted, not slept.
 class FaultyFileSystem : public FileSystem {
  public:
-  enum Kind { kRename, kMove, kDelete, kUnlink, kExchange, kCatalogWrite, kKindCount };
+  enum Kind { kRename, kMove, kDelete, kUnlink, kExchange, kCatalogWrite, kPause, kKindCount };
 
   /// Makes calls `first` to `first + count - 1` of `kind` answer `error`.
   void Fail(Kind kind, int first, OSStatus error, int count = 1) {
@@ -34,10 +34,6 @@ class FaultyFileSystem : public FileSystem {
   int Calls(Kind kind) const {
     const std::lock_guard<std::mutex> hold(m_lock);
     return m_calls[kind];
-  }
-  int Pauses() const {
-    const std::lock_guard<std::mutex> hold(m_lock);
-    return m_pauses;
   }
 
   ForkOutcome ReadFork(const FSRef& file, void* buffer, size_t count) override {
@@ -77,12 +73,10 @@ class FaultyFileSystem : public FileSystem {
   }
   bool Exists(const std::string& path) override { return Real().Exists(path); }
   bool CanExchange(const FSRef& item) override {
-    std::optional<bool> answer;
-    {
-      const std::lock_guard<std::mutex> hold(m_lock);
-      answer = m_canExchange;
-    }
-    return answer ? *answer : Real().CanExchange(item);
+    std::unique_lock<std::mutex> hold(m_lock);
+    if (m_canExchange) return *m_canExchange;
+    hold.unlock();
+    return Real().CanExchange(item);
   }
   OSStatus Exchange(const FSRef& a, const FSRef& b, FSRef* newA, FSRef* newB) override {
     if (const auto error = Failure(kExchange)) return *error;
@@ -93,10 +87,7 @@ class FaultyFileSystem : public FileSystem {
     if (const auto error = Failure(kCatalogWrite)) return *error;
     return Real().SetCatalogInfo(item, which, info);
   }
-  void Pause(std::chrono::milliseconds) override {
-    const std::lock_guard<std::mutex> hold(m_lock);
-    ++m_pauses;
-  }
+  void Pause(std::chrono::milliseconds) override { Failure(kPause); }
 
  private:
   static FileSystem& Real() { return Replaceable<FileSystem>::Real(); }
@@ -113,7 +104,6 @@ class FaultyFileSystem : public FileSystem {
   std::array<int, kKindCount> m_calls = {};
   std::map<std::pair<Kind, int>, OSStatus> m_failures;
   std::optional<bool> m_canExchange;
-  int m_pauses = 0;
 };
 
 }  // namespace zuv::platform::testing
