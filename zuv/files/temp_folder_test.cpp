@@ -1,9 +1,7 @@
 #include "zuv/files/temp_folder.h"
 
-#include <chrono>
 #include <filesystem>
 #include <string>
-#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -40,11 +38,9 @@ class TempFolderTest : public ::testing::Test {
 TEST_F(TempFolderTest, ProjectFolderIsOneLevelInsideTheScratchFolderAndCleared) {
   ZuvClearProjectTempFolder();
   EXPECT_TRUE(Names(m_tmp).empty()) << "clearing makes nothing";
-  const std::pair<std::string, std::string> cases[] = {{"", "Merid/RTL"},
-                                                       {"2024/05", "Merid/2024:05/RTL"},
-                                                       {"../../etc", "Merid/..:..:etc/RTL"},
-                                                       {"Trip", "Merid/Trip/RTL"}};
-  for (const auto& [project, folder] : cases) {
+  for (const auto& [project, folder] : {std::pair{"", "Merid/RTL"},
+                                        {"../../etc", "Merid/..:..:etc/RTL"},
+                                        {"Trip", "Merid/Trip/RTL"}}) {
     ZuvSetProjectName(Text(project));
     CZuvFilePath out;
     EXPECT_EQ(ZuvGetProjectTempFolder(&out), kZuvSuccess);
@@ -59,7 +55,7 @@ TEST_F(TempFolderTest, ProjectFolderIsOneLevelInsideTheScratchFolderAndCleared) 
   fs::create_directories(leaf + "/sub/deeper");
   ZuvClearProjectTempFolder();
   EXPECT_FALSE(fs::exists(leaf));
-  EXPECT_EQ(Names(Base() + "/Merid"), (Strings{"..:..:etc", "2024:05", "RTL", "Trip"}));
+  EXPECT_EQ(Names(Base() + "/Merid"), (Strings{"..:..:etc", "RTL", "Trip"}));
 }
 
 // A TMPDIR in which another user may rename what is not theirs, or that lies in such a folder, is
@@ -69,9 +65,9 @@ TEST_F(TempFolderTest, AnUnsafeTmpdirScratchFolderOrProjectIsRefused) {
   if (!IsRoot()) GTEST_SKIP() << "giving a folder to another user needs root";
   enum Kind { kNothing, kLink, kFile, kFolder };
   const uid_t nobody = FindNobody().uid;
+  // TMPDIR's mode and owner, the mode of the folder it is in; what stands at the scratch folder's
+  // place, its mode and owner; the project; whether TMPDIR is used
   const std::tuple<int, uid_t, int, Kind, int, uid_t, const char*, bool> cases[] = {
-      // TMPDIR's mode and owner, the mode of the folder it is in; what stands at the scratch
-      // folder's place, its mode and owner; the project; whether TMPDIR is used
       {0770, 0, 0755, kNothing, 0, 0, "", false},
       {01777, 0, 0755, kNothing, 0, 0, "", true},
       {0755, nobody, 0755, kNothing, 0, 0, "", false},
@@ -105,48 +101,8 @@ TEST_F(TempFolderTest, AnUnsafeTmpdirScratchFolderOrProjectIsRefused) {
     EXPECT_EQ(ZuvGetProjectTempFolder(&out), used ? kZuvSuccess : kZuvErrFailed);
     EXPECT_EQ(ZuvCreateTempFile(nullptr, &out), used ? kZuvSuccess : kZuvErrAccessDenied);
     ZuvClearProjectTempFolder();
-    if (used) continue;
-    EXPECT_EQ(Tree(m_scratch.Path()), before);
+    EXPECT_TRUE(used || Tree(m_scratch.Path()) == before);
   }
-}
-
-// Another user swaps the scratch folder in an open TMPDIR with a link to a folder of theirs, again
-// and again, while the library makes temp files as a third user: nothing lands in their folder.
-TEST_F(TempFolderTest, AScratchFolderSwappedForALinkGetsNothing) {
-  if (!IsRoot()) GTEST_SKIP() << "running as two other users needs root";
-  const Nobody library = FindNobody();
-  const uid_t attacker = 64999;
-  const std::string shared = m_scratch / "shared";
-  const std::string trap = m_scratch / "trap";
-  const std::string base = shared + "/zuv-" + std::to_string(library.uid);
-  for (const std::string& folder : {shared, trap, base}) fs::create_directory(folder);
-  for (const std::string& open : {shared, trap}) fs::permissions(open, fs::perms::all);
-  fs::permissions(base, fs::perms::owner_all);
-  ASSERT_EQ(chown(trap.c_str(), attacker, attacker), 0);
-  ASSERT_EQ(chown(base.c_str(), library.uid, library.gid), 0);
-  fs::create_directory_symlink(trap, shared + "/bait");
-  ScopedEnvironment useTmpdir("TMPDIR", shared.c_str());
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-  const pid_t swapper = StartChild([&] {
-    if (!BecomeUser(attacker, attacker)) return 126;
-    while (std::chrono::steady_clock::now() < end) {
-      ExchangeNames(base, shared + "/bait");
-      std::this_thread::sleep_for(std::chrono::microseconds(200));
-    }
-    return 0;
-  });
-  const pid_t user = StartChild([&] {
-    if (!BecomeUser(library.uid, library.gid)) return 126;
-    ZuvSetProjectName(Text("Trip"));
-    int made = 0;
-    while (std::chrono::steady_clock::now() < end) {
-      made += ZuvCreateTempFile(nullptr, nullptr) == kZuvSuccess;
-    }
-    return made == 0 ? 0 : 1;
-  });
-  EXPECT_EQ(WaitForChild(swapper), 0);
-  EXPECT_EQ(WaitForChild(user), 0) << "the open TMPDIR is refused";
-  EXPECT_EQ(Names(trap), Strings{});
 }
 
 // Names follow the counter, wrap after 9999 and skip taken names.
