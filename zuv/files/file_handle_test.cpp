@@ -78,27 +78,6 @@ TEST(FileHandleTest, StaticQueriesLookAtTheNameAndModeAlone) {
   EXPECT_FALSE(CZuvFileHandle().IsEqual(CZuvFileHandle()));
 }
 
-// A handle answers from what it collected until Update(); copies take that along.
-TEST(FileHandleTest, SettersChangeTheItemAndUpdateShowsIt) {
-  ScratchFolder scratch;
-  WriteFile(scratch / "file.wav");
-  CZuvFileHandle handle = PathOf(scratch / "file.wav");
-  const CZuvTime collected = handle.GetUpdateTime();
-  const CZuvTime past(3000000000ull << 16 | 0x8000);
-  EXPECT_EQ(handle.SetUpdateTime(past), kZuvSuccess);
-  EXPECT_EQ(handle.SetCreateTime(past), kZuvErrFileSystem);
-  CZuvFileHandle copy(handle);
-  EXPECT_EQ(copy.GetUpdateTime(), collected);
-  EXPECT_EQ(handle.Update(), kZuvSuccess);
-  EXPECT_EQ(handle.GetUpdateTime(), past);
-  copy = CZuvFilePath(handle);  // a new path forgets the cache
-  EXPECT_EQ(copy.GetUpdateTime(), past);
-  fs::remove(scratch / "file.wav");
-  EXPECT_EQ(handle.Update(), kZuvErrFileSystem);
-  EXPECT_FALSE(handle.IsExist());
-  EXPECT_EQ(handle.GetAttribute(), 0u);
-}
-
 TEST(FileHandleTest, LockedFileIsLockedAndItsFolderNotWritable) {
   if (!IsRoot()) GTEST_SKIP() << "locking needs root";
   ScratchFolder scratch;

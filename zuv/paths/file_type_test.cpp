@@ -1,22 +1,17 @@
 #include "zuv/paths/file_type.h"
 
-#include <filesystem>
 #include <random>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "zuv/files/internal/process_caches.h"
-#include "zuv/files/volume.h"
 #include "zuv/paths/file_path.h"
 #include "zuv/paths/path_utility.h"
-#include "zuv/platform/testing/scratch.h"
 #include "zuv/testing/files.h"
 
 namespace {
 
-using zuv::platform::testing::ScratchFolder;
 using zuv::testing::PathOf;
 using zuv::testing::Text;
 
@@ -61,21 +56,6 @@ TEST(FileTypeTest, LookupsAgreeWithTheExtensionTable) {
         << name;
     ASSERT_EQ(inTable(Text("." + name)), ZuvPathConvertExtensionToType(Text("." + name))) << name;
   }
-}
-
-// A folder is typed by its name like a file, unless it carries nothing but the folder attribute:
-// on a CD (a drive type made up for the scratch folder's volume) with mode 0.
-TEST(FileTypeTest, CheckFolderUntypesOnlyAFolderWithNothingButTheFolderAttribute) {
-  ScratchFolder scratch;
-  const std::string folder = scratch / "x.jpg";
-  std::filesystem::create_directory(folder);
-  EXPECT_EQ(ZuvPathFindExtensionType(Text(folder), true), kZuvFileTypeJpeg);
-  ZuvRememberDriveType(zuv::testing::CatalogOf(folder, kFSCatInfoVolume).volume, kZuvDriveOptical);
-  std::filesystem::permissions(folder, std::filesystem::perms::none);
-  EXPECT_EQ(ZuvPathFindExtensionType(Text(folder), true), kZuvFileTypeUnknown);
-  EXPECT_EQ(ZuvPathFindExtensionType(Text(folder), false), kZuvFileTypeJpeg);
-  EXPECT_EQ(ZuvPathFindExtensionType(Text(scratch / "missing.jpg"), true), kZuvFileTypeJpeg);
-  zuv::files_internal::ForgetDriveTypes();
 }
 
 }  // namespace

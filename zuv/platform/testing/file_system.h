@@ -36,42 +36,36 @@ class FaultyFileSystem : public FileSystem {
     return m_calls[kind];
   }
 
-  ForkOutcome ReadFork(const FSRef& file, void* buffer, size_t count) override {
-    return Real().ReadFork(file, buffer, count);
+  ForkOutcome ReadFork(const FSRef& f, void* to, size_t n) override {
+    return Real().ReadFork(f, to, n);
   }
-  ForkOutcome WriteFork(const FSRef& file, const void* data, size_t count) override {
-    return Real().WriteFork(file, data, count);
+  ForkOutcome WriteFork(const FSRef& f, const void* from, size_t n) override {
+    return Real().WriteFork(f, from, n);
   }
-  OSStatus CreateFile(const FSRef& parent, std::u16string_view name, FSRef* created) override {
-    return Real().CreateFile(parent, name, created);
+  OSStatus CreateFile(const FSRef& p, std::u16string_view n, FSRef* out) override {
+    return Real().CreateFile(p, n, out);
   }
-  OSStatus CreateFolder(const FSRef& parent, std::u16string_view name, FSRef* created) override {
-    return Real().CreateFolder(parent, name, created);
+  OSStatus CreateFolder(const FSRef& p, std::u16string_view n, FSRef* out) override {
+    return Real().CreateFolder(p, n, out);
   }
-  OSStatus CreateFolderAtPath(const std::string& path, uint32_t mode) override {
-    return Real().CreateFolderAtPath(path, mode);
+  OSStatus CreateFolderAtPath(const std::string& p, uint32_t mode) override {
+    return Real().CreateFolderAtPath(p, mode);
   }
-  OSStatus Rename(const FSRef& item, std::u16string_view name, FSRef* renamed) override {
-    if (const auto error = Failure(kRename)) return *error;
-    return Real().Rename(item, name, renamed);
+  OSStatus Rename(const FSRef& i, std::u16string_view n, FSRef* out) override {
+    return Faulty(kRename, [&] { return Real().Rename(i, n, out); });
   }
-  OSStatus Move(const FSRef& item, const FSRef& folder, FSRef* moved) override {
-    if (const auto error = Failure(kMove)) return *error;
-    return Real().Move(item, folder, moved);
+  OSStatus Move(const FSRef& i, const FSRef& to, FSRef* out) override {
+    return Faulty(kMove, [&] { return Real().Move(i, to, out); });
   }
-  OSStatus Delete(const FSRef& item) override {
-    if (const auto error = Failure(kDelete)) return *error;
-    return Real().Delete(item);
+  OSStatus Delete(const FSRef& i) override {
+    return Faulty(kDelete, [&] { return Real().Delete(i); });
   }
-  OSStatus Unlink(const std::string& path) override {
-    if (const auto error = Failure(kUnlink)) return *error;
-    return Real().Unlink(path);
+  OSStatus Unlink(const std::string& p) override {
+    return Faulty(kUnlink, [&] { return Real().Unlink(p); });
   }
-  bool RemoveTree(const std::string& path) override { return Real().RemoveTree(path); }
-  OSStatus DeleteResourceFork(const FSRef& item) override {
-    return Real().DeleteResourceFork(item);
-  }
-  bool Exists(const std::string& path) override { return Real().Exists(path); }
+  bool RemoveTree(const std::string& p) override { return Real().RemoveTree(p); }
+  OSStatus DeleteResourceFork(const FSRef& i) override { return Real().DeleteResourceFork(i); }
+  bool Exists(const std::string& p) override { return Real().Exists(p); }
   bool CanExchange(const FSRef& item) override {
     std::unique_lock<std::mutex> hold(m_lock);
     if (m_canExchange) return *m_canExchange;
@@ -79,25 +73,27 @@ class FaultyFileSystem : public FileSystem {
     return Real().CanExchange(item);
   }
   OSStatus Exchange(const FSRef& a, const FSRef& b, FSRef* newA, FSRef* newB) override {
-    if (const auto error = Failure(kExchange)) return *error;
-    return Real().Exchange(a, b, newA, newB);
+    return Faulty(kExchange, [&] { return Real().Exchange(a, b, newA, newB); });
   }
-  OSStatus SetCatalogInfo(const FSRef& item, FSCatalogInfoBitmap which,
+  OSStatus SetCatalogInfo(const FSRef& i, FSCatalogInfoBitmap which,
                           const FSCatalogInfo& info) override {
-    if (const auto error = Failure(kCatalogWrite)) return *error;
-    return Real().SetCatalogInfo(item, which, info);
+    return Faulty(kCatalogWrite, [&] { return Real().SetCatalogInfo(i, which, info); });
   }
-  void Pause(std::chrono::milliseconds) override { Failure(kPause); }
+  void Pause(std::chrono::milliseconds) override {
+    Faulty(kPause, [] { return kNoErr; });
+  }
 
  private:
   static FileSystem& Real() { return Replaceable<FileSystem>::Real(); }
 
-  // Counts the call and gives its error when it was chosen to fail.
-  std::optional<OSStatus> Failure(Kind kind) {
-    const std::lock_guard<std::mutex> hold(m_lock);
+  // Counts the call, and answers its chosen error or else makes it.
+  template <class Call>
+  OSStatus Faulty(Kind kind, Call call) {
+    std::unique_lock<std::mutex> hold(m_lock);
     const auto found = m_failures.find({kind, ++m_calls[kind]});
-    if (found == m_failures.end()) return std::nullopt;
-    return found->second;
+    if (found != m_failures.end()) return found->second;
+    hold.unlock();
+    return call();
   }
 
   mutable std::mutex m_lock;

@@ -108,24 +108,16 @@ inline int RunWithOpenFileLimit(rlim_t limit, const std::function<int()>& check)
 }
 
 /// Makes `depth` folders "d", each inside the one before, in the existing folder `top`, without
-/// ever naming one by a path that long. Each holds a file "f"; the deepest also holds a symbolic
-/// link "out" to `outside`. False when any of it could not be made.
+/// ever naming one by a path that long (a child process walks down). Each holds a file "f"; the
+/// deepest also holds a symbolic link "out" to `outside`. False when any of it could not be made.
 inline bool MakeDeepTree(const std::string& top, int depth, const std::string& outside) {
-  int fd = open(top.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  for (int level = 0; fd >= 0 && level < depth; ++level) {
-    const int parent = fd;
-    fd = mkdirat(parent, "d", 0755) == 0 ? openat(parent, "d", O_RDONLY | O_DIRECTORY | O_CLOEXEC)
-                                         : -1;
-    close(parent);
-    const int file = fd >= 0 ? openat(fd, "f", O_CREAT | O_WRONLY | O_CLOEXEC, 0644) : -1;
-    if (file < 0 || close(file) != 0) {
-      if (fd >= 0) close(fd);
-      return false;
-    }
-  }
-  const bool linked = fd >= 0 && symlinkat(outside.c_str(), fd, "out") == 0;
-  if (fd >= 0) close(fd);
-  return linked;
+  return RunInChild([&] {
+           bool made = chdir(top.c_str()) == 0;
+           for (int level = 0; made && level < depth; ++level) {
+             made = mkdir("d", 0755) == 0 && chdir("d") == 0 && close(creat("f", 0644)) == 0;
+           }
+           return made && symlink(outside.c_str(), "out") == 0 ? 0 : 1;
+         }) == 0;
 }
 
 /// A new folder under /tmp that every user may reach. At the end, whatever was mounted or locked
