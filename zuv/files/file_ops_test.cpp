@@ -58,8 +58,8 @@ TEST(FileOpsTest, ReadAndWriteTakeTheWholeFileAndFailOnlyWhenItCannotBeOpened) {
 // One folder for all rows; what each made, and only that, must be there at the end.
 TEST(FileOpsTest, CreateTellsWhatItMadeOrWhyNot) {
   enum Op { kFile, kFolder, kUnique };
+  // operation, name, result, what it made ("": nothing)
   const std::tuple<Op, std::string, ZuvResult, std::string> cases[] = {
-      // operation, name, result, what it made ("": nothing)
       {kFile, "new.jpg", kZuvSuccess, "new.jpg"},
       {kFile, "a.txt", kZuvSuccess, ""},  // always a success, and the file is kept
       {kFolder, "new", kZuvSuccess, "new"},
@@ -213,8 +213,8 @@ TEST(FileOpsTest, DeleteFileWaitsWhileBusyOnlyOnOldSystems) {
 // stays locked wherever it ends up.
 TEST(FileOpsTest, RenameKeepsALockedFileLockedAndReportsWhyItCouldNot) {
   const bool lock = IsRoot();
+  // new name, the rename's answer (0: the real one), result
   const std::tuple<std::string, OSStatus, ZuvResult> cases[] = {
-      // new name, the rename's answer (0: the real one), result
       {"new", 0, kZuvSuccess},
       {"taken", 0, kZuvErrFailed},
       {std::string(300, 'n'), 0, kZuvErrNameTooLong},

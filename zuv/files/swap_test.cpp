@@ -89,8 +89,8 @@ TEST(SwapTest, ExchangesContentsInPlaceOrByRenames) {
 // Each step of the exchange by renames fails in turn; both files must be back where they were,
 // under their own names, with their own contents and catalog dates.
 TEST(SwapTest, EveryFailedStepOfTheExchangeByRenamesIsUndone) {
+  // kind, call, calls that fail, only with two folders
   const std::tuple<F::Kind, int, int, bool> steps[] = {
-      // kind, call, calls that fail, only with two folders
       {F::kRename, 1, 1, false}, {F::kRename, 2, 1, false},       {F::kMove, 1, 1, true},
       {F::kMove, 2, 1, true},    {F::kCatalogWrite, 1, 1, false}, {F::kCatalogWrite, 2, 1, false},
       {F::kRename, 3, 1, false}, {F::kRename, 4, 1, false},       {F::kRename, 4, 2, false}};

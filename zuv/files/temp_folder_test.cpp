@@ -34,7 +34,8 @@ class TempFolderTest : public ::testing::Test {
   ScopedEnvironment m_tmpdir{"TMPDIR", m_tmp.c_str()};
 };
 
-// Clearing takes the leaf of the project with everything in it, and nothing else.
+// Temp file names follow the counter and wrap after 9999. Clearing takes the leaf of the project
+// with everything in it, and nothing else.
 TEST_F(TempFolderTest, ProjectFolderIsOneLevelInsideTheScratchFolderAndCleared) {
   ZuvClearProjectTempFolder();
   EXPECT_TRUE(Names(m_tmp).empty()) << "clearing makes nothing";
@@ -48,10 +49,13 @@ TEST_F(TempFolderTest, ProjectFolderIsOneLevelInsideTheScratchFolderAndCleared) 
     EXPECT_TRUE(fs::is_directory(Base() + "/" + folder));
   }
   EXPECT_EQ(fs::status(Base()).permissions() & fs::perms::mask, fs::perms::owner_all);
-  CZuvFilePath file;
-  ASSERT_EQ(ZuvCreateTempFile(nullptr, &file, Text(".jpg")), kZuvSuccess);
   const std::string leaf = Base() + "/Merid/Trip/RTL";
-  EXPECT_EQ(fs::path(PathText(file)).parent_path(), leaf);
+  TempFileCounter() = 9999;
+  for (const auto& [suffix, made] : {std::pair{".jpg", "ZuvTmp9999.jpg"}, {"", "ZuvTmp0000"}}) {
+    CZuvFilePath file;
+    EXPECT_EQ(ZuvCreateTempFile(nullptr, &file, Text(suffix)), kZuvSuccess);
+    EXPECT_EQ(PathText(file), leaf + "/" + made);
+  }
   fs::create_directories(leaf + "/sub/deeper");
   ZuvClearProjectTempFolder();
   EXPECT_FALSE(fs::exists(leaf));
@@ -105,24 +109,6 @@ TEST_F(TempFolderTest, AnUnsafeTmpdirScratchFolderOrProjectIsRefused) {
   }
 }
 
-// Names follow the counter, wrap after 9999 and skip taken names.
-TEST_F(TempFolderTest, TempFileNamesFollowTheCounterAndSkipTakenNames) {
-  const std::string folder = m_scratch / "files";
-  fs::create_directory(folder);
-  WriteFile(folder + "/ZuvTmp0001.jpg", "taken");
-  const CZuvFilePath target = PathOf(folder);
-  TempFileCounter() = 9999;
-  for (const auto& [suffix, made] :
-       {std::pair{".tif", "ZuvTmp9999.tif"}, {"", "ZuvTmp0000"}, {".jpg", "ZuvTmp0002.jpg"}}) {
-    CZuvFilePath out;
-    EXPECT_EQ(ZuvCreateTempFile(&target, &out, Text(suffix)), kZuvSuccess);
-    EXPECT_EQ(PathText(out), folder + "/" + made);
-  }
-  EXPECT_EQ(TempFileCounter(), 10003u);
-  EXPECT_EQ(Names(folder),
-            (Strings{"ZuvTmp0000", "ZuvTmp0001.jpg", "ZuvTmp0002.jpg", "ZuvTmp9999.tif"}));
-}
-
 // A folder that holds every name is full after one cycle of names; a volume without a free inode
 // (an empty file needs no data blocks) ends the search at once.
 TEST_F(TempFolderTest, CreateTempFileTellsWhyItMadeNothing) {
@@ -135,8 +121,8 @@ TEST_F(TempFolderTest, CreateTempFileTellsWhyItMadeNothing) {
   for (int i = 0; i < 4; ++i) WriteFile(full + "/fill" + std::to_string(i));
   const std::string rootOnly = m_scratch / "root-only";
   fs::create_directory(rootOnly);
+  // folder, result, names tried, items in the folder afterwards
   const std::tuple<std::string, ZuvResult, uint32_t, size_t> cases[] = {
-      // folder, result, names tried, items in the folder afterwards
       {m_scratch / "missing", kZuvErrNotFound, 0, 0},
       {all, kZuvErrDiskFull, 10000, 10000},
       {full, kZuvErrDiskFull, 1, 3}};
@@ -160,8 +146,8 @@ TEST_F(TempFolderTest, CreateTempFileTellsWhyItMadeNothing) {
 }
 
 TEST(ApplicationSupportTest, IsTheFirstAbsoluteDataFolder) {
+  // XDG_DATA_DIRS, the folder and the profiles ("": none)
   const std::tuple<const char*, const char*, const char*> cases[] = {
-      // XDG_DATA_DIRS, the folder and the profiles ("": none)
       {"", "/usr/local/share", "/usr/local/share/Merid/Profiles"},
       {"relative:/srv/data/:/usr/share", "/srv/data", "/srv/data/Merid/Profiles"},
       {"/", "/", "/Merid/Profiles"},

@@ -45,8 +45,8 @@ TEST_F(VolumeTest, RealMountsAreClassifiedByTheirMedium) {
   std::filesystem::create_directory(scratch / "disc");
   WriteFile(scratch / "disc/photo.jpg");  // an image of an empty folder is not made
   const uint16_t kSoftware = zuv::platform::kVolumeSoftwareLocked;
+  // mount point, drive type, volume flags (unset: whatever the image mount gives)
   const std::tuple<std::string, uint32_t, std::optional<uint16_t>> cases[] = {
-      // mount point, drive type, volume flags (unset: whatever the image mount gives)
       {scratch.MountTmpfs("tmpfs"), kZuvDriveFixed, 0},
       {scratch.MountTmpfs("ro-tmpfs", "1m", true), kZuvDriveFixed, kSoftware},
       {scratch.MountDiskImage("ro-disk", "ext2", true), kZuvDriveFixed,
@@ -76,8 +76,8 @@ TEST_F(VolumeTest, DeviceFactsDecideTheDriveType) {
   const std::string mmc = "/sys/devices/platform/sdhci/mmc_host/mmc0/mmc0:0001";
   const std::string card = "/sys/devices/pci0000:00/0000:00:1e.0/0000:15:00.0/pcmcia_socket0";
   enum { kOptical = 1, kRemovable = 2, kReadOnly = 4, kMountedReadOnly = 8, kOnSystem103 = 16 };
+  // file system, the block device's entry (none when empty), flags, drive type
   const std::tuple<std::string, std::string, int, uint32_t> cases[] = {
-      // file system, the block device's entry (none when empty), flags, drive type
       {"nfs4", "", 0, kZuvDriveNetwork},
       {"ext4", kSata + "/block/sdb/sdb1", kRemovable, kZuvDriveRemovable},
       {"vfat", mmc + "/block/mmcblk0/mmcblk0p1", kRemovable | kReadOnly, kZuvDriveRemovableLocked},

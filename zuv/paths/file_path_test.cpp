@@ -20,8 +20,8 @@ using zuv::testing::PathText;
 TEST(FilePathTest, GetParentClimbsOneFolderAndReportsWhetherItExists) {
   ScratchFolder scratch;
   std::filesystem::create_directory(scratch / "sub");
+  // path, result, what *parent holds afterwards ("-": untouched)
   const std::tuple<std::string, ZuvResult, std::string> cases[] = {
-      // path, result, what *parent holds afterwards ("-": untouched)
       {"", kZuvErrEmptyPath, "-"},
       {"/", kZuvErrFileSystem, "-"},
       {"name", kZuvErrFileSystem, "-"},

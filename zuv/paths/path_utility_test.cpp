@@ -19,12 +19,9 @@ std::string Utf8(const CZuvStringData& text) { return text.GetPtrUtf8(); }
 CZuvFileHandle Handle(const std::string& text) { return CZuvFileHandle(PathOf(text)); }
 
 TEST(PathUtilityTest, AddAndRemoveOneTrailingSeparator) {
+  // path, with a separator added, with one removed
   const std::tuple<const char*, const char*, const char*> kCases[] = {
-      // path, with a separator added, with one removed
-      {"", "/", ""},
-      {"/", "/", ""},
-      {"/a", "/a/", "/a"},
-      {"/a//", "/a//", "/a/"}};
+      {"", "/", ""}, {"/", "/", ""}, {"/a", "/a/", "/a"}, {"/a//", "/a//", "/a/"}};
   for (const auto& [path, added, removed] : kCases) {
     EXPECT_EQ(added, Utf8(ZuvPathAddBackslash(Text(path)))) << path;
     EXPECT_EQ(removed, Utf8(ZuvPathRemoveBackslash(Text(path)))) << path;
@@ -34,8 +31,8 @@ TEST(PathUtilityTest, AddAndRemoveOneTrailingSeparator) {
 // The extension runs from the last "." of the whole path, also when that "." is in a folder name;
 // the name without extension is then the whole name. A split gives the non-empty components.
 TEST(PathUtilityTest, ExtensionNameAndComponentsComeFromTheLastDotAndSlashes) {
+  // path, extension, name without extension, path without extension
   const std::tuple<const char*, const char*, const char*, const char*> kCases[] = {
-      // path, extension, name without extension, path without extension
       {"/a/b.c.jpg", ".jpg", "b.c", "/a/b.c"},
       {"/x.d/photo", ".d/photo", "photo", "/x"},
       {"/a/b/", "", "", "/a/b/"},
@@ -69,8 +66,8 @@ TEST(PathUtilityTest, RenameTheNameOrTheExtension) {
 }
 
 TEST(PathUtilityTest, EqualOrRootIgnoresCase) {
+  // root, path, with a separator added, expected
   const std::tuple<const char*, const char*, bool, bool> kCases[] = {
-      // root, path, with a separator added, expected
       {"/A/B", "/a/b/c", true, true}, {"/a/b", "/a/bc", true, false},
       {"/a/b", "/a/bc", false, true}, {"/a/b/c", "/a/b", true, false},
       {"/Été", "/été/x", true, true}, {"", "/a", true, false}};
@@ -91,8 +88,8 @@ TEST(PathUtilityTest, RenamedExtensionIsFoundInUpperThenLowerCase) {
   for (const char* file : {"p.JPG", "p.jpg", "lower.tif", "mixed.Tif", "f.d/x.jpg"}) {
     zuv::platform::testing::WriteFile(dir / file);
   }
+  // in the folder: path, extension, what is found ("": nothing)
   const std::tuple<const char*, const char*, const char*> kCases[] = {
-      // in the folder: path, extension, what is found ("": nothing)
       {"sub/../p.raw/", ".jpg", "p.JPG"},  // upper case first; one leading "." and "/" dropped
       {"lower.raw", ".TIF", "lower.tif"},
       {"mixed.raw", "tif", ""},        // mixed case is not tried

@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <map>
-#include <regex>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -36,14 +35,6 @@ class TrashTest : public ::testing::Test {
   const std::string m_home = std::string(std::getenv("XDG_DATA_HOME")) + "/Trash";
   ScratchFolder m_scratch;
 };
-
-// The Path= of an info file, which names where the item was.
-std::string OriginOf(const std::string& info) {
-  std::smatch path;
-  const std::string text = Contents(info);
-  std::regex_search(text, path, std::regex("^\\[Trash Info\\]\nPath=([^\n]*)\n"));
-  return path.str(1);
-}
 
 // Empty paths are skipped, and a name that was not trashed is not told. A later path is taken by
 // its name in the first path's folder.
@@ -109,7 +100,8 @@ TEST_F(TrashTest, ItemsOnAnotherVolumeGoToThatVolumesTrash) {
   const std::string trashed = volume + "/.Trash-" + std::to_string(geteuid());
   EXPECT_EQ(Tree(trashed + "/files"),
             (Items{{"shoot", "<folder>"}, {"shoot/raw", "<folder>"}, {"shoot/raw/c.nef", "nef"}}));
-  EXPECT_EQ(OriginOf(trashed + "/info/shoot.trashinfo"), "shoot");
+  EXPECT_TRUE(
+      Contents(trashed + "/info/shoot.trashinfo").starts_with("[Trash Info]\nPath=shoot\n"));
   EXPECT_EQ(Tree(memory), (Items{{"scan.png", "png"}}));
   EXPECT_EQ(Trashed(), Items{});
 }

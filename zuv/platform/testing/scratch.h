@@ -32,14 +32,9 @@ inline bool RunCommand(const std::string& command) {
 /// True when `tool` is found on PATH.
 inline bool HaveTool(const std::string& tool) { return RunCommand("command -v " + tool); }
 
-/// True when the kernel can mount a file system of that type now (/proc/filesystems).
+/// True when the kernel can mount a file system of that type now.
 inline bool KernelHasFileSystem(const std::string& type) {
-  std::ifstream list("/proc/filesystems");
-  std::string line;
-  while (std::getline(list, line)) {
-    if (line.substr(line.rfind('\t') + 1) == type) return true;
-  }
-  return false;
+  return RunCommand("grep -qx '.*\t" + type + "' /proc/filesystems");
 }
 
 /// The device id (st_dev) of an item, not following a last symbolic link; 0 when it is not there.
@@ -51,11 +46,6 @@ inline uint64_t DeviceOf(const std::string& path) {
 /// Replaces the file with one holding `contents`.
 inline void WriteFile(const std::string& path, const std::string& contents = "") {
   std::ofstream(path, std::ios::binary) << contents;
-}
-
-/// Swaps the items at two paths in one step, as another process racing the library would.
-inline bool ExchangeNames(const std::string& a, const std::string& b) {
-  return renameat2(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str(), RENAME_EXCHANGE) == 0;
 }
 
 /// The ids of the unprivileged user "nobody" and the group "nogroup" (or "nobody").
@@ -132,8 +122,7 @@ class ScratchFolder {
     }
   }
   ~ScratchFolder() {
-    for (auto it = m_locked.rbegin(); it != m_locked.rend(); ++it)
-      RunCommand("chattr -i '" + *it + "'");
+    for (const std::string& path : m_locked) RunCommand("chattr -i '" + path + "'");
     for (auto it = m_mounts.rbegin(); it != m_mounts.rend(); ++it) umount2(it->c_str(), MNT_DETACH);
     std::error_code ignored;
     if (!m_path.empty()) std::filesystem::remove_all(m_path, ignored);
