@@ -73,10 +73,10 @@ TEST(FileOpsTest, CreateTellsWhatItMadeOrWhyNot) {
       {kUnique, "dangling", kZuvSuccess, ""},  // a dangling link is a free name
   };
   ScratchFolder scratch;
-  Disk disk = {{"a.txt", "old"},    {"a_1.txt", "old"},    {"name", "old"},
-               {"x.tar.gz", "old"}, {"taken", "<folder>"}, {"dangling", ""}};
-  for (const char* name : {"a.txt", "a_1.txt", "name", "x.tar.gz"})
-    WriteFile(scratch / name, "old");
+  Disk disk = {{"taken", "<folder>"}, {"dangling", ""}};
+  for (const char* name : {"a.txt", "a_1.txt", "name", "x.tar.gz"}) {
+    WriteFile(scratch / name, disk[name] = "old");
+  }
   fs::create_directory(scratch / "taken");
   fs::create_symlink(scratch / "nowhere", scratch / "dangling");
   const CZuvFilePath parent = PathOf(scratch.Path());

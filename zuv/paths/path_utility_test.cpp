@@ -1,13 +1,11 @@
 #include "zuv/paths/path_utility.h"
 
-#include <filesystem>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "zuv/platform/testing/scratch.h"
 #include "zuv/testing/files.h"
 
 namespace {
@@ -79,26 +77,6 @@ TEST(PathUtilityTest, EqualOrRootIgnoresCase) {
   EXPECT_FALSE(ZuvPathIsEqualOrRootActually(Handle("/a"), Handle("/ab")));
   EXPECT_TRUE(ZuvPathIsEqualVirtually(Handle("/a/b"), Handle("/A/B/")));
   EXPECT_FALSE(ZuvPathIsEqualActually(Handle("/a/b"), Handle("/a/bc")));
-}
-
-TEST(PathUtilityTest, RenamedExtensionIsFoundInUpperThenLowerCase) {
-  zuv::platform::testing::ScratchFolder scratch;
-  const std::filesystem::path dir = std::filesystem::canonical(scratch.Path());
-  for (const char* folder : {"f.d", "sub"}) std::filesystem::create_directory(dir / folder);
-  for (const char* file : {"p.JPG", "p.jpg", "lower.tif", "mixed.Tif", "f.d/x.jpg"}) {
-    zuv::platform::testing::WriteFile(dir / file);
-  }
-  // in the folder: path, extension, what is found ("": nothing)
-  const std::tuple<const char*, const char*, const char*> kCases[] = {
-      {"sub/../p.raw/", ".jpg", "p.JPG"},  // upper case first; one leading "." and "/" dropped
-      {"lower.raw", ".TIF", "lower.tif"},
-      {"mixed.raw", "tif", ""},        // mixed case is not tried
-      {"f.d/x", "jpg", "f.d/x.jpg"}};  // only the last component has an extension
-  for (const auto& [path, extension, expected] : kCases) {
-    CZuvStringData full;
-    ZuvMacGetPathWithRenameExtension(Text(dir / path), Text(extension)).GetFullPath(&full);
-    EXPECT_EQ(*expected != '\0' ? (dir / expected).string() : "", Utf8(full)) << path;
-  }
 }
 
 }  // namespace
