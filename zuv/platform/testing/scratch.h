@@ -67,25 +67,21 @@ inline pid_t StartChild(const std::function<int()>& check) {
   return child;
 }
 
-/// What the child exited with; -1 when it was not started or did not exit normally.
-inline int WaitForChild(pid_t child) {
+/// Runs `check` in a child process and answers what it exited with; -1 when it did not start or
+/// exit normally. RunAsNobody: the child runs as nobody with nogroup as its only group (126 when it
+/// could not drop to nobody).
+inline int RunInChild(const std::function<int()>& check) {
+  const pid_t child = StartChild(check);
   int status = 0;
-  if (child < 0 || waitpid(child, &status, 0) != child || !WIFEXITED(status)) return -1;
-  return WEXITSTATUS(status);
+  const bool exited = child >= 0 && waitpid(child, &status, 0) == child && WIFEXITED(status);
+  return exited ? WEXITSTATUS(status) : -1;
 }
-inline int RunInChild(const std::function<int()>& check) { return WaitForChild(StartChild(check)); }
-
-/// Drops the calling process to the user `uid` with `gid` as its only group; false when refused.
-inline bool BecomeUser(uid_t uid, gid_t gid) {
-  return setgroups(1, &gid) == 0 && setresgid(gid, gid, gid) == 0 && setresuid(uid, uid, uid) == 0;
-}
-
-/// Runs `check` in a child process that runs as nobody with nogroup as its only group, and returns
-/// what it returns (126 when it could not drop to nobody).
 inline int RunAsNobody(const std::function<int()>& check) {
   return RunInChild([&] {
-    const Nobody nobody = FindNobody();
-    return BecomeUser(nobody.uid, nobody.gid) ? check() : 126;
+    const auto [uid, gid] = FindNobody();
+    const bool dropped =
+        setgroups(1, &gid) == 0 && setresgid(gid, gid, gid) == 0 && setresuid(uid, uid, uid) == 0;
+    return dropped ? check() : 126;
   });
 }
 
