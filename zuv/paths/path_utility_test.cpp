@@ -1,13 +1,11 @@
 #include "zuv/paths/path_utility.h"
 
-#include <filesystem>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "zuv/platform/testing/scratch.h"
 #include "zuv/testing/files.h"
 
 namespace {
@@ -19,12 +17,9 @@ std::string Utf8(const CZuvStringData& text) { return text.GetPtrUtf8(); }
 CZuvFileHandle Handle(const std::string& text) { return CZuvFileHandle(PathOf(text)); }
 
 TEST(PathUtilityTest, AddAndRemoveOneTrailingSeparator) {
+  // path, with a separator added, with one removed
   const std::tuple<const char*, const char*, const char*> kCases[] = {
-      // path, with a separator added, with one removed
-      {"", "/", ""},
-      {"/", "/", ""},
-      {"/a", "/a/", "/a"},
-      {"/a//", "/a//", "/a/"}};
+      {"", "/", ""}, {"/", "/", ""}, {"/a", "/a/", "/a"}, {"/a//", "/a//", "/a/"}};
   for (const auto& [path, added, removed] : kCases) {
     EXPECT_EQ(added, Utf8(ZuvPathAddBackslash(Text(path)))) << path;
     EXPECT_EQ(removed, Utf8(ZuvPathRemoveBackslash(Text(path)))) << path;
@@ -34,8 +29,8 @@ TEST(PathUtilityTest, AddAndRemoveOneTrailingSeparator) {
 // The extension runs from the last "." of the whole path, also when that "." is in a folder name;
 // the name without extension is then the whole name. A split gives the non-empty components.
 TEST(PathUtilityTest, ExtensionNameAndComponentsComeFromTheLastDotAndSlashes) {
+  // path, extension, name without extension, path without extension
   const std::tuple<const char*, const char*, const char*, const char*> kCases[] = {
-      // path, extension, name without extension, path without extension
       {"/a/b.c.jpg", ".jpg", "b.c", "/a/b.c"},
       {"/x.d/photo", ".d/photo", "photo", "/x"},
       {"/a/b/", "", "", "/a/b/"},
@@ -69,8 +64,8 @@ TEST(PathUtilityTest, RenameTheNameOrTheExtension) {
 }
 
 TEST(PathUtilityTest, EqualOrRootIgnoresCase) {
+  // root, path, with a separator added, expected
   const std::tuple<const char*, const char*, bool, bool> kCases[] = {
-      // root, path, with a separator added, expected
       {"/A/B", "/a/b/c", true, true}, {"/a/b", "/a/bc", true, false},
       {"/a/b", "/a/bc", false, true}, {"/a/b/c", "/a/b", true, false},
       {"/Été", "/été/x", true, true}, {"", "/a", true, false}};
@@ -82,29 +77,6 @@ TEST(PathUtilityTest, EqualOrRootIgnoresCase) {
   EXPECT_FALSE(ZuvPathIsEqualOrRootActually(Handle("/a"), Handle("/ab")));
   EXPECT_TRUE(ZuvPathIsEqualVirtually(Handle("/a/b"), Handle("/A/B/")));
   EXPECT_FALSE(ZuvPathIsEqualActually(Handle("/a/b"), Handle("/a/bc")));
-}
-
-TEST(PathUtilityTest, RenamedExtensionIsFoundInUpperThenLowerCase) {
-  zuv::platform::testing::ScratchFolder scratch;
-  const std::filesystem::path dir = std::filesystem::canonical(scratch.Path());
-  for (const char* folder : {"f.d", "sub"}) std::filesystem::create_directory(dir / folder);
-  for (const char* file : {"p.JPG", "p.jpg", "lower.tif", "mixed.Tif", "f.d/x.jpg", "e.jpg"}) {
-    zuv::platform::testing::WriteFile(dir / file);
-  }
-  const std::tuple<const char*, const char*, const char*> kCases[] = {
-      // in the folder: path, extension, what is found ("": nothing)
-      {"p.raw/", ".jpg", "p.JPG"},         // upper case first; one leading "." and "/" dropped
-      {"lower.raw", ".TIF", "lower.tif"},  //
-      {"mixed.raw", "tif", ""},            // mixed case is not tried
-      {"f.d/x", "jpg", "f.d/x.jpg"},       // only the last component has an extension
-      {"e.", "jpg", "e.jpg"},              // an empty extension goes with its "."
-      {"sub/../p.raw", "jpg", "p.JPG"},    // the found item's canonical path
-      {"missing.raw", "jpg", ""}};
-  for (const auto& [path, extension, expected] : kCases) {
-    CZuvStringData full;
-    ZuvMacGetPathWithRenameExtension(Text(dir / path), Text(extension)).GetFullPath(&full);
-    EXPECT_EQ(*expected != '\0' ? (dir / expected).string() : "", Utf8(full)) << path;
-  }
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // A fault-injecting wrapper around the real file system: it counts calls by kind, fails chosen
 // calls, answers whether a volume can exchange, and counts pauses instead of sleeping.
-// ScopedReplacement<FileSystem> puts it in use. Header-only; compiled into the tests alone.
+// ScopedReplacement<FileSystem> puts it in use. Header-only; tests alone.
 #pragma once
 
 #include <array>
@@ -19,7 +19,7 @@ namespace zuv::platform::testing {
 /// chosen to fail does nothing and answers its error. Pauses are counted, not slept.
 class FaultyFileSystem : public FileSystem {
  public:
-  enum Kind { kRename, kMove, kDelete, kUnlink, kExchange, kCatalogWrite, kKindCount };
+  enum Kind { kRename, kMove, kDelete, kUnlink, kExchange, kCatalogWrite, kPause, kKindCount };
 
   /// Makes calls `first` to `first + count - 1` of `kind` answer `error`.
   void Fail(Kind kind, int first, OSStatus error, int count = 1) {
@@ -35,85 +35,71 @@ class FaultyFileSystem : public FileSystem {
     const std::lock_guard<std::mutex> hold(m_lock);
     return m_calls[kind];
   }
-  int Pauses() const {
-    const std::lock_guard<std::mutex> hold(m_lock);
-    return m_pauses;
-  }
 
-  ForkOutcome ReadFork(const FSRef& file, void* buffer, size_t count) override {
-    return Real().ReadFork(file, buffer, count);
+  ForkOutcome ReadFork(const FSRef& f, void* to, size_t n) override {
+    return Real().ReadFork(f, to, n);
   }
-  ForkOutcome WriteFork(const FSRef& file, const void* data, size_t count) override {
-    return Real().WriteFork(file, data, count);
+  ForkOutcome WriteFork(const FSRef& f, const void* from, size_t n) override {
+    return Real().WriteFork(f, from, n);
   }
-  OSStatus CreateFile(const FSRef& parent, std::u16string_view name, FSRef* created) override {
-    return Real().CreateFile(parent, name, created);
+  OSStatus CreateFile(const FSRef& p, std::u16string_view n, FSRef* out) override {
+    return Real().CreateFile(p, n, out);
   }
-  OSStatus CreateFolder(const FSRef& parent, std::u16string_view name, FSRef* created) override {
-    return Real().CreateFolder(parent, name, created);
+  OSStatus CreateFolder(const FSRef& p, std::u16string_view n, FSRef* out) override {
+    return Real().CreateFolder(p, n, out);
   }
-  OSStatus CreateFolderAtPath(const std::string& path, uint32_t mode) override {
-    return Real().CreateFolderAtPath(path, mode);
+  OSStatus CreateFolderAtPath(const std::string& p, uint32_t mode) override {
+    return Real().CreateFolderAtPath(p, mode);
   }
-  OSStatus Rename(const FSRef& item, std::u16string_view name, FSRef* renamed) override {
-    if (const auto error = Failure(kRename)) return *error;
-    return Real().Rename(item, name, renamed);
+  OSStatus Rename(const FSRef& i, std::u16string_view n, FSRef* out) override {
+    return Faulty(kRename, [&] { return Real().Rename(i, n, out); });
   }
-  OSStatus Move(const FSRef& item, const FSRef& folder, FSRef* moved) override {
-    if (const auto error = Failure(kMove)) return *error;
-    return Real().Move(item, folder, moved);
+  OSStatus Move(const FSRef& i, const FSRef& to, FSRef* out) override {
+    return Faulty(kMove, [&] { return Real().Move(i, to, out); });
   }
-  OSStatus Delete(const FSRef& item) override {
-    if (const auto error = Failure(kDelete)) return *error;
-    return Real().Delete(item);
+  OSStatus Delete(const FSRef& i) override {
+    return Faulty(kDelete, [&] { return Real().Delete(i); });
   }
-  OSStatus Unlink(const std::string& path) override {
-    if (const auto error = Failure(kUnlink)) return *error;
-    return Real().Unlink(path);
+  OSStatus Unlink(const std::string& p) override {
+    return Faulty(kUnlink, [&] { return Real().Unlink(p); });
   }
-  bool RemoveTree(const std::string& path) override { return Real().RemoveTree(path); }
-  OSStatus DeleteResourceFork(const FSRef& item) override {
-    return Real().DeleteResourceFork(item);
-  }
-  bool Exists(const std::string& path) override { return Real().Exists(path); }
+  bool RemoveTree(const std::string& p) override { return Real().RemoveTree(p); }
+  OSStatus DeleteResourceFork(const FSRef& i) override { return Real().DeleteResourceFork(i); }
+  bool Exists(const std::string& p) override { return Real().Exists(p); }
   bool CanExchange(const FSRef& item) override {
-    std::optional<bool> answer;
-    {
-      const std::lock_guard<std::mutex> hold(m_lock);
-      answer = m_canExchange;
-    }
-    return answer ? *answer : Real().CanExchange(item);
+    std::unique_lock<std::mutex> hold(m_lock);
+    if (m_canExchange) return *m_canExchange;
+    hold.unlock();
+    return Real().CanExchange(item);
   }
   OSStatus Exchange(const FSRef& a, const FSRef& b, FSRef* newA, FSRef* newB) override {
-    if (const auto error = Failure(kExchange)) return *error;
-    return Real().Exchange(a, b, newA, newB);
+    return Faulty(kExchange, [&] { return Real().Exchange(a, b, newA, newB); });
   }
-  OSStatus SetCatalogInfo(const FSRef& item, FSCatalogInfoBitmap which,
+  OSStatus SetCatalogInfo(const FSRef& i, FSCatalogInfoBitmap which,
                           const FSCatalogInfo& info) override {
-    if (const auto error = Failure(kCatalogWrite)) return *error;
-    return Real().SetCatalogInfo(item, which, info);
+    return Faulty(kCatalogWrite, [&] { return Real().SetCatalogInfo(i, which, info); });
   }
   void Pause(std::chrono::milliseconds) override {
-    const std::lock_guard<std::mutex> hold(m_lock);
-    ++m_pauses;
+    Faulty(kPause, [] { return kNoErr; });
   }
 
  private:
   static FileSystem& Real() { return Replaceable<FileSystem>::Real(); }
 
-  // Counts the call and gives its error when it was chosen to fail.
-  std::optional<OSStatus> Failure(Kind kind) {
-    const std::lock_guard<std::mutex> hold(m_lock);
+  // Counts the call, and answers its chosen error or else makes it.
+  template <class Call>
+  OSStatus Faulty(Kind kind, Call call) {
+    std::unique_lock<std::mutex> hold(m_lock);
     const auto found = m_failures.find({kind, ++m_calls[kind]});
-    if (found == m_failures.end()) return std::nullopt;
-    return found->second;
+    if (found != m_failures.end()) return found->second;
+    hold.unlock();
+    return call();
   }
 
   mutable std::mutex m_lock;
   std::array<int, kKindCount> m_calls = {};
   std::map<std::pair<Kind, int>, OSStatus> m_failures;
   std::optional<bool> m_canExchange;
-  int m_pauses = 0;
 };
 
 }  // namespace zuv::platform::testing

@@ -1,13 +1,12 @@
 // Test doubles for the machine facts: a fake that answers from tables the test fills, and a wrapper
 // that counts the calls it forwards to the real facts. ScopedReplacement<MachineFacts> puts either
-// in use. Header-only; compiled into the tests alone.
+// in use. Header-only; tests alone.
 #pragma once
 
 #include <atomic>
 #include <map>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "zuv/platform/machine_facts.h"
@@ -31,12 +30,9 @@ class FakeMachineFacts : public MachineFacts {
     return true;
   }
   std::string BlockDeviceOf(const MountEntry& mount) override {
-    const auto byNumber = blockDeviceNumbers.find(mount.device);
-    if (byNumber != blockDeviceNumbers.end()) return byNumber->second;
-    const std::string_view devices = "/dev/";
-    if (mount.source.rfind(devices, 0) != 0) return "";
-    const std::string name = mount.source.substr(devices.size());
-    return blockDevices.count(name) != 0 ? name : "";
+    if (blockDeviceNumbers.count(mount.device)) return blockDeviceNumbers[mount.device];
+    const std::string name = mount.source.substr(mount.source.rfind("/dev/", 0) == 0 ? 5 : 0);
+    return name != mount.source && blockDevices.count(name) ? name : "";
   }
   bool ReadBlockDevice(const std::string& name, BlockDevice* device) override {
     const auto found = blockDevices.find(name);
@@ -45,8 +41,7 @@ class FakeMachineFacts : public MachineFacts {
     return true;
   }
   std::string DeviceSubsystem(const std::string& entry) override {
-    const auto found = subsystems.find(entry);
-    return found != subsystems.end() ? found->second : std::string();
+    return subsystems.count(entry) ? subsystems[entry] : "";
   }
   bool ReadFreeBytes(const std::string&, uint64_t* bytes) override {
     if (freeBytes) *bytes = *freeBytes;
@@ -62,23 +57,20 @@ class CountingMachineFacts : public MachineFacts {
 
   bool ReadMounts(std::vector<MountEntry>* mounts) override {
     ++m_mountReads;
-    return Replaceable<MachineFacts>::Real().ReadMounts(mounts);
+    return Real().ReadMounts(mounts);
   }
-  std::string BlockDeviceOf(const MountEntry& mount) override {
-    return Replaceable<MachineFacts>::Real().BlockDeviceOf(mount);
-  }
+  std::string BlockDeviceOf(const MountEntry& m) override { return Real().BlockDeviceOf(m); }
   bool ReadBlockDevice(const std::string& name, BlockDevice* device) override {
-    return Replaceable<MachineFacts>::Real().ReadBlockDevice(name, device);
+    return Real().ReadBlockDevice(name, device);
   }
-  std::string DeviceSubsystem(const std::string& entry) override {
-    return Replaceable<MachineFacts>::Real().DeviceSubsystem(entry);
-  }
+  std::string DeviceSubsystem(const std::string& e) override { return Real().DeviceSubsystem(e); }
   bool ReadFreeBytes(const std::string& path, uint64_t* bytes) override {
-    return Replaceable<MachineFacts>::Real().ReadFreeBytes(path, bytes);
+    return Real().ReadFreeBytes(path, bytes);
   }
-  uint32_t SystemVersion() override { return Replaceable<MachineFacts>::Real().SystemVersion(); }
+  uint32_t SystemVersion() override { return Real().SystemVersion(); }
 
  private:
+  static MachineFacts& Real() { return Replaceable<MachineFacts>::Real(); }
   std::atomic<int> m_mountReads{0};
 };
 

@@ -1,7 +1,6 @@
-// Real file systems for tests: a scratch folder that cleans up after itself, mounts made beneath it
-// (tmpfs, an ISO 9660 image, a loop-mounted ext2/ext4 image) that are undone when it goes, locked
-// files, trees deeper than any path, and checks run in a child process that has dropped to an
-// unprivileged user or may open only a few files. Header-only; compiled into the tests alone.
+// Real file systems for tests: a scratch folder that undoes its mounts (tmpfs, disc and disk
+// images) and locks when it goes, trees deeper than any path, and checks run in a child process
+// that has dropped to an unprivileged user or may open only a few files. Header-only; tests alone.
 #pragma once
 
 #include <cstdint>
@@ -33,14 +32,9 @@ inline bool RunCommand(const std::string& command) {
 /// True when `tool` is found on PATH.
 inline bool HaveTool(const std::string& tool) { return RunCommand("command -v " + tool); }
 
-/// True when the kernel can mount a file system of that type now (/proc/filesystems).
+/// True when the kernel can mount a file system of that type now.
 inline bool KernelHasFileSystem(const std::string& type) {
-  std::ifstream list("/proc/filesystems");
-  std::string line;
-  while (std::getline(list, line)) {
-    if (line.substr(line.rfind('\t') + 1) == type) return true;
-  }
-  return false;
+  return RunCommand("grep -qx '.*\t" + type + "' /proc/filesystems");
 }
 
 /// The device id (st_dev) of an item, not following a last symbolic link; 0 when it is not there.
@@ -54,30 +48,15 @@ inline void WriteFile(const std::string& path, const std::string& contents = "")
   std::ofstream(path, std::ios::binary) << contents;
 }
 
-/// Swaps the items at two paths in one step, as another process racing the library would.
-inline bool ExchangeNames(const std::string& a, const std::string& b) {
-  return renameat2(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str(), RENAME_EXCHANGE) == 0;
-}
-
-/// Sets the immutable flag with chattr. False when chattr is missing or refuses.
-inline bool SetImmutable(const std::string& path, bool on) {
-  return RunCommand(std::string(on ? "chattr +i '" : "chattr -i '") + path + "'");
-}
-
 /// The ids of the unprivileged user "nobody" and the group "nogroup" (or "nobody").
 struct Nobody {
   uid_t uid = 65534;
   gid_t gid = 65534;
 };
 inline Nobody FindNobody() {
-  Nobody nobody;
-  if (const passwd* user = getpwnam("nobody")) nobody.uid = user->pw_uid;
-  if (const group* entry = getgrnam("nogroup")) {
-    nobody.gid = entry->gr_gid;
-  } else if (const group* other = getgrnam("nobody")) {
-    nobody.gid = other->gr_gid;
-  }
-  return nobody;
+  const passwd* user = getpwnam("nobody");
+  const group* entry = getgrnam("nogroup") ? getgrnam("nogroup") : getgrnam("nobody");
+  return {user ? user->pw_uid : 65534, entry ? entry->gr_gid : 65534};
 }
 
 /// Starts `check` in a child process, which inherits this process's memory (caches included) and
@@ -88,25 +67,21 @@ inline pid_t StartChild(const std::function<int()>& check) {
   return child;
 }
 
-/// What the child exited with; -1 when it was not started or did not exit normally.
-inline int WaitForChild(pid_t child) {
+/// Runs `check` in a child process and answers what it exited with; -1 when it did not start or
+/// exit normally. RunAsNobody: the child runs as nobody with nogroup as its only group (126 when it
+/// could not drop to nobody).
+inline int RunInChild(const std::function<int()>& check) {
+  const pid_t child = StartChild(check);
   int status = 0;
-  if (child < 0 || waitpid(child, &status, 0) != child || !WIFEXITED(status)) return -1;
-  return WEXITSTATUS(status);
+  const bool exited = child >= 0 && waitpid(child, &status, 0) == child && WIFEXITED(status);
+  return exited ? WEXITSTATUS(status) : -1;
 }
-inline int RunInChild(const std::function<int()>& check) { return WaitForChild(StartChild(check)); }
-
-/// Drops the calling process to the user `uid` with `gid` as its only group; false when refused.
-inline bool BecomeUser(uid_t uid, gid_t gid) {
-  return setgroups(1, &gid) == 0 && setresgid(gid, gid, gid) == 0 && setresuid(uid, uid, uid) == 0;
-}
-
-/// Runs `check` in a child process that runs as nobody with nogroup as its only group, and returns
-/// what it returns (126 when it could not drop to nobody).
 inline int RunAsNobody(const std::function<int()>& check) {
   return RunInChild([&] {
-    const Nobody nobody = FindNobody();
-    return BecomeUser(nobody.uid, nobody.gid) ? check() : 126;
+    const auto [uid, gid] = FindNobody();
+    const bool dropped =
+        setgroups(1, &gid) == 0 && setresgid(gid, gid, gid) == 0 && setresuid(uid, uid, uid) == 0;
+    return dropped ? check() : 126;
   });
 }
 
@@ -119,24 +94,16 @@ inline int RunWithOpenFileLimit(rlim_t limit, const std::function<int()>& check)
 }
 
 /// Makes `depth` folders "d", each inside the one before, in the existing folder `top`, without
-/// ever naming one by a path that long. Each holds a file "f"; the deepest also holds a symbolic
-/// link "out" to `outside`. False when any of it could not be made.
+/// ever naming one by a path that long (a child process walks down). Each holds a file "f"; the
+/// deepest also holds a symbolic link "out" to `outside`. False when any of it could not be made.
 inline bool MakeDeepTree(const std::string& top, int depth, const std::string& outside) {
-  int fd = open(top.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  for (int level = 0; fd >= 0 && level < depth; ++level) {
-    const int parent = fd;
-    fd = mkdirat(parent, "d", 0755) == 0 ? openat(parent, "d", O_RDONLY | O_DIRECTORY | O_CLOEXEC)
-                                         : -1;
-    close(parent);
-    const int file = fd >= 0 ? openat(fd, "f", O_CREAT | O_WRONLY | O_CLOEXEC, 0644) : -1;
-    if (file < 0 || close(file) != 0) {
-      if (fd >= 0) close(fd);
-      return false;
-    }
-  }
-  const bool linked = fd >= 0 && symlinkat(outside.c_str(), fd, "out") == 0;
-  if (fd >= 0) close(fd);
-  return linked;
+  return RunInChild([&] {
+           bool made = chdir(top.c_str()) == 0;
+           for (int level = 0; made && level < depth; ++level) {
+             made = mkdir("d", 0755) == 0 && chdir("d") == 0 && close(creat("f", 0644)) == 0;
+           }
+           return made && symlink(outside.c_str(), "out") == 0 ? 0 : 1;
+         }) == 0;
 }
 
 /// A new folder under /tmp that every user may reach. At the end, whatever was mounted or locked
@@ -151,7 +118,7 @@ class ScratchFolder {
     }
   }
   ~ScratchFolder() {
-    for (auto it = m_locked.rbegin(); it != m_locked.rend(); ++it) SetImmutable(*it, false);
+    for (const std::string& path : m_locked) RunCommand("chattr -i '" + path + "'");
     for (auto it = m_mounts.rbegin(); it != m_mounts.rend(); ++it) umount2(it->c_str(), MNT_DETACH);
     std::error_code ignored;
     if (!m_path.empty()) std::filesystem::remove_all(m_path, ignored);
@@ -178,49 +145,28 @@ class ScratchFolder {
     return mount(nullptr, point.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) == 0;
   }
 
-  /// Makes an ISO 9660 image of the folder `content` and mounts it on a folder `name`: read-only
-  /// through a loop device where the kernel reads ISO 9660, else through FUSE (fuseiso, without
-  /// its own mount list in $HOME, whose upkeep never ends after an unmount). Its path, or empty
-  /// when xorriso or the mount failed.
+  /// Each mounts an image made in the folder on a new folder `name`, and answers its path, or empty
+  /// when a tool or the mount failed. MountIso: an ISO 9660 image of the folder `content`,
+  /// read-only through a loop device where the kernel reads ISO 9660, else through FUSE (fuseiso
+  /// without its mount list in $HOME, whose upkeep never ends after an unmount). MountDiskImage:
+  /// an empty 1 MiB ext2, ext3 or ext4 image. MountXfsImage: an empty 512 MiB sparse XFS image
+  /// whose files can share extents (reflink).
   std::string MountIso(const std::string& content, const std::string& name) {
-    const std::string image = *this / (name + ".iso");
-    if (!RunCommand("xorriso -as mkisofs -quiet -o '" + image + "' '" + (*this / content) + "'")) {
-      return "";
-    }
-    const std::string how = KernelHasFileSystem("iso9660") ? "mount -o loop,ro '" : "fuseiso -n '";
-    return Mount(name, [&](const std::string& point) {
-      return RunCommand(how + image + "' '" + point + "'");
-    });
+    return MountImage(name, "xorriso -as mkisofs -quiet -o IMAGE '" + (*this / content) + "'",
+                      KernelHasFileSystem("iso9660") ? "mount -o loop,ro" : "fuseiso -n");
   }
-
-  /// Mounts an empty 1 MiB ext2, ext3 or ext4 image through a loop device on a new folder `name`,
-  /// read-only when asked. Its path, or empty when mke2fs or the mount failed.
   std::string MountDiskImage(const std::string& name, const std::string& fsType, bool readOnly) {
-    const std::string image = *this / (name + ".img");
-    if (!RunCommand("mke2fs -q -F -t " + fsType + " '" + image + "' 1M")) return "";
-    return Mount(name, [&](const std::string& point) {
-      return RunCommand(std::string(readOnly ? "mount -o loop,ro '" : "mount -o loop '") + image +
-                        "' '" + point + "'");
-    });
+    return MountImage(name, "mke2fs -q -F -t " + fsType + " IMAGE 1M",
+                      readOnly ? "mount -o loop,ro" : "mount -o loop");
   }
-
-  /// Makes an empty 512 MiB sparse image of an XFS file system whose files can share extents
-  /// (reflink) and mounts it through a loop device on a folder `name`. Its path, or empty when
-  /// mkfs.xfs or the mount failed.
   std::string MountXfsImage(const std::string& name) {
-    const std::string image = *this / (name + ".img");
-    if (!RunCommand("truncate -s 512M '" + image + "' && mkfs.xfs -q -m reflink=1 '" + image +
-                    "'")) {
-      return "";
-    }
-    return Mount(name, [&](const std::string& point) {
-      return RunCommand("mount -o loop '" + image + "' '" + point + "'");
-    });
+    return MountImage(name, "truncate -s 512M IMAGE && mkfs.xfs -q -m reflink=1 IMAGE",
+                      "mount -o loop");
   }
 
   /// Locks an item with chattr +i, to be unlocked at the end. False when chattr refuses.
   bool Lock(const std::string& path) {
-    if (!SetImmutable(path, true)) return false;
+    if (!RunCommand("chattr +i '" + path + "'")) return false;
     m_locked.push_back(path);
     return true;
   }
@@ -234,6 +180,15 @@ class ScratchFolder {
     if (!attach(point)) return "";
     m_mounts.push_back(point);
     return point;
+  }
+  // Runs `make` with IMAGE standing for the image's path, then `mount` IMAGE POINT.
+  std::string MountImage(const std::string& name, std::string make, const std::string& mount) {
+    const std::string image = "'" + (*this / (name + ".img")) + "'";
+    for (size_t at; (at = make.find("IMAGE")) != std::string::npos;) make.replace(at, 5, image);
+    if (!RunCommand(make)) return "";
+    return Mount(name, [&](const std::string& point) {
+      return RunCommand(mount + " " + image + " '" + point + "'");
+    });
   }
 
   std::string m_path;
