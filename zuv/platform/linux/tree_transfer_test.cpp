@@ -1,22 +1,30 @@
 // The tree copy and move on real file systems: whole trees copied and moved byte for byte with
 // their metadata, a stop at each notice and a failure at each step leaving nothing behind at that
-// path and the source whole, a process killed mid-move losing nothing, and links swapped in by a
-// notice never leading a write or a removal out of the destination.
+// path and the source whole, a process killed mid-move losing nothing, links swapped in by a
+// notice never leading a write or a removal out of the destination, and the pool of writers: its
+// size from ZUV_COPY_THREADS, many transfers at once, a stop during a large file.
 #include "zuv/platform/tree_transfer.h"
 
 #include <cerrno>
+#include <chrono>
+#include <fcntl.h>
 #include <map>
+#include <mutex>
+#include <random>
+#include <set>
 #include <signal.h>
 #include <string>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/un.h>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "zuv/platform/file_system.h"
+#include "zuv/platform/testing/scoped_environment.h"
 #include "zuv/platform/testing/scoped_replacement.h"
 #include "zuv/platform/testing/scratch.h"
 #include "zuv/platform/testing/transfer_steps.h"
@@ -26,6 +34,7 @@
 namespace {
 
 using zuv::platform::Replaceable;
+using zuv::platform::TransferSteps;
 using zuv::platform::TreeNotice;
 using zuv::platform::TreeTransfer;
 using zuv::platform::testing::FaultyTransferSteps;
@@ -34,46 +43,34 @@ using zuv::platform::testing::MakeRandomTree;
 using zuv::platform::testing::MakeSmallTree;
 using zuv::platform::testing::RunAsNobody;
 using zuv::platform::testing::RunInChild;
+using zuv::platform::testing::ScopedEnvironment;
 using zuv::platform::testing::ScopedReplacement;
 using zuv::platform::testing::ScratchFolder;
+using zuv::platform::testing::Snapshot;
 using zuv::platform::testing::SnapshotTree;
-using zuv::platform::testing::StartChild;
-using zuv::platform::testing::TreeItem;
 using zuv::platform::testing::WriteFile;
 using zuv::testing::Exists;
 using zuv::testing::Tree;
-
-using Snapshot = std::map<std::string, TreeItem>;
+using Steps = FaultyTransferSteps;
 
 TreeTransfer& Transfer() { return Replaceable<TreeTransfer>::Current(); }
+
+int CopyOrMove(bool move, const std::string& source, const std::string& destination,
+               const TreeNotice& notice = {}) {
+  return move ? Transfer().Move(source, destination, notice)
+              : Transfer().Copy(source, destination, notice);
+}
 
 bool RemoveTree(const std::string& path) {
   return Replaceable<zuv::platform::FileSystem>::Current().RemoveTree(path);
 }
 
-// Every file of `before` (a snapshot of a source) is whole at the same relative path under
-// `source` or under `destination`.
-void ExpectEveryFileSomewhere(const Snapshot& before, const std::string& source,
-                              const std::string& destination) {
-  const Snapshot atSource = SnapshotTree(source);
-  const Snapshot atDestination = SnapshotTree(destination);
-  for (const auto& [path, item] : before) {
-    if (item.kind != 'f') continue;
-    const auto there = atSource.find(path);
-    const auto here = atDestination.find(path);
-    const bool whole = (there != atSource.end() && there->second.data == item.data) ||
-                       (here != atDestination.end() && here->second.data == item.data);
-    EXPECT_TRUE(whole) << path;
-  }
-}
-
 // Every file present in the partial copy holds what its source holds.
 void ExpectCopiedFilesWhole(const Snapshot& source, const std::string& destination) {
   for (const auto& [path, item] : SnapshotTree(destination)) {
-    if (item.kind != 'f') continue;
-    const auto original = source.find(path);
-    ASSERT_NE(original, source.end()) << path;
-    EXPECT_EQ(item.data, original->second.data) << path;
+    if (item.kind == 'f') {
+      EXPECT_TRUE(source.count(path) == 1 && item.data == source.at(path).data) << path;
+    }
   }
 }
 
@@ -81,83 +78,67 @@ class TreeTransferTest : public ::testing::Test {
  protected:
   void SetUp() override {
     if (!IsRoot()) GTEST_SKIP() << "a second volume (tmpfs) needs root";
-    m_volume = m_scratch.MountTmpfs("volume", "96m");
+    m_volume = m_scratch.MountTmpfs("volume", "8g");
     ASSERT_FALSE(m_volume.empty());
   }
   ScratchFolder m_scratch;
   std::string m_volume;  // another device than the scratch folder
 };
 
+// A copy on the same volume, then a move of it to another: whole, and a sparse file stays sparse.
 TEST_F(TreeTransferTest, RandomTreesAreCopiedAndMovedWhole) {
   const std::string source = m_scratch / "tree";
   ASSERT_TRUE(MakeRandomTree(source, 3));
+  WriteFile(source + "/sparse", "start");
+  ASSERT_EQ(truncate((source + "/sparse").c_str(), 16 << 20), 0);
   const Snapshot before = SnapshotTree(source);
-
   const std::string copy = m_scratch / "copy";
-  ASSERT_EQ(Transfer().Copy(source, copy, {}), 0);
-  EXPECT_EQ(SnapshotTree(copy), before);
-  EXPECT_EQ(SnapshotTree(source), before);
-  ASSERT_EQ(Transfer().Move(copy, m_volume + "/moved", {}), 0);
-  EXPECT_EQ(SnapshotTree(m_volume + "/moved"), before);
-  EXPECT_FALSE(Exists(copy));
-}
-
-TEST_F(TreeTransferTest, SparseFilesStaySparse) {
-  const std::string source = m_scratch / "sparse";
-  WriteFile(source, "start");
-  ASSERT_EQ(truncate(source.c_str(), 16 << 20), 0);
-  for (const std::string& destination : {m_scratch / "here", m_volume + "/there"}) {
-    ASSERT_EQ(Transfer().Copy(source, destination, {}), 0);
+  for (const std::string& destination : {copy, m_volume + "/moved"}) {
+    ASSERT_EQ(destination == copy ? Transfer().Copy(source, copy, {})
+                                  : Transfer().Move(copy, destination, {}),
+              0);
+    EXPECT_EQ(SnapshotTree(destination), before);
     struct stat st;
-    ASSERT_EQ(lstat(destination.c_str(), &st), 0);
-    EXPECT_EQ(st.st_size, 16 << 20);
-    EXPECT_LT(st.st_blocks * 512, 1 << 20) << destination;
-    EXPECT_EQ(SnapshotTree(destination), SnapshotTree(source));
+    EXPECT_TRUE(stat((destination + "/sparse").c_str(), &st) == 0 && st.st_blocks * 512 < 1 << 20);
   }
+  EXPECT_EQ(SnapshotTree(source), before);
+  EXPECT_FALSE(Exists(copy));
 }
 
 TEST_F(TreeTransferTest, RefusesWhatItCannotDo) {
   ASSERT_TRUE(MakeSmallTree(m_scratch / "tree"));
   WriteFile(m_scratch / "taken", "keep");
   const int socketFd = socket(AF_UNIX, SOCK_STREAM, 0);
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
+  sockaddr_un address{AF_UNIX, {}};
   const std::string socketPath = m_scratch / "socket";
   socketPath.copy(address.sun_path, sizeof address.sun_path - 1);
   ASSERT_EQ(bind(socketFd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
   ASSERT_EQ(mknod((m_scratch / "null").c_str(), S_IFCHR | 0666, makedev(1, 3)), 0);
   const Snapshot before = SnapshotTree(m_scratch.Path());
-  struct Case {
-    const char* name;
+  const struct {
     bool move;
     std::string source;
     std::string destination;
     int error;
-  } const cases[] = {
-      {"destination taken", false, m_scratch / "tree", m_scratch / "taken", EEXIST},
-      {"destination taken on move", true, m_scratch / "tree", m_scratch / "taken", EEXIST},
-      {"no source", true, m_scratch / "missing", m_volume + "/new", ENOENT},
-      {"a socket", false, socketPath, m_scratch / "new", EOPNOTSUPP},
-      {"a device moved away", true, m_scratch / "null", m_volume + "/new", EOPNOTSUPP},
-      {"source ..", false, m_scratch / "tree/sub/..", m_scratch / "new", EINVAL},
-      {"destination .", true, m_scratch / "tree", m_scratch / "tree/sub/.", EINVAL},
+  } cases[] = {
+      {false, m_scratch / "tree", m_scratch / "taken", EEXIST},
+      {true, m_scratch / "tree", m_scratch / "taken", EEXIST},
+      {true, m_scratch / "missing", m_volume + "/new", ENOENT},
+      {false, socketPath, m_scratch / "new", EOPNOTSUPP},
+      {true, m_scratch / "null", m_volume + "/new", EOPNOTSUPP},  // a device moved away
+      {false, m_scratch / "tree/sub/..", m_scratch / "new", EINVAL},
+      {true, m_scratch / "tree", m_scratch / "tree/sub/.", EINVAL},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.source + " -> " + c.destination);
     int notices = 0;
-    const TreeNotice notice = [&](const std::string&) { return ++notices, true; };
-    EXPECT_EQ(c.move ? Transfer().Move(c.source, c.destination, notice)
-                     : Transfer().Copy(c.source, c.destination, notice),
+    EXPECT_EQ(CopyOrMove(c.move, c.source, c.destination, [&](auto&) { return ++notices, true; }),
               c.error);
     EXPECT_LE(notices, c.move ? 1 : 0);  // a move notices its destination before it tries
     EXPECT_EQ(SnapshotTree(m_scratch.Path()), before);
     EXPECT_FALSE(Exists(m_scratch / "new"));
   }
   close(socketFd);
-}
-
-TEST_F(TreeTransferTest, CopyIntoItsOwnSourceStops) {
-  ASSERT_TRUE(MakeSmallTree(m_scratch / "tree"));
   EXPECT_EQ(Transfer().Copy(m_scratch / "tree", m_scratch / "tree/sub/copy", {}), EINVAL);
   EXPECT_FALSE(Exists(m_scratch / "tree/sub/copy/sub/copy"));
 }
@@ -165,38 +146,29 @@ TEST_F(TreeTransferTest, CopyIntoItsOwnSourceStops) {
 // For a copy and for a move across volumes, a stop at each notice in turn.
 TEST_F(TreeTransferTest, StopAtEveryNoticeLeavesNothingThere) {
   const std::string source = m_scratch / "tree";
+  const std::string destination = m_volume + "/copy";
   ASSERT_TRUE(MakeSmallTree(source));
   const Snapshot before = SnapshotTree(source);
+  std::vector<std::string> noticed;
+  ASSERT_EQ(CopyOrMove(false, source, destination,
+                       [&](auto& path) { return noticed.push_back(path), true; }),
+            0);
+  ASSERT_EQ(noticed.size(), before.size());
+  ASSERT_TRUE(RemoveTree(destination));
   for (const bool move : {false, true}) {
-    const std::string destination = m_volume + "/copy";
-    const auto run = [&](const TreeNotice& notice) {
-      return move ? Transfer().Move(source, destination, notice)
-                  : Transfer().Copy(source, destination, notice);
-    };
-    std::vector<std::string> noticed;
-    ASSERT_EQ(Transfer().Copy(source, destination,
-                              [&](const std::string& path) {
-                                noticed.push_back(path);
-                                return true;
-                              }),
-              0);
-    ASSERT_EQ(noticed.size(), before.size());
-    ASSERT_TRUE(RemoveTree(destination));
     for (size_t stop = 0; stop < noticed.size(); ++stop) {
       SCOPED_TRACE(testing::Message() << (move ? "move" : "copy") << " stopped at " << stop);
       size_t index = 0;
-      EXPECT_EQ(run([&](const std::string& path) {
-                  EXPECT_EQ(path, noticed[index]);
-                  return index++ != stop;
-                }),
+      EXPECT_EQ(CopyOrMove(move, source, destination,
+                           [&](const std::string& path) {
+                             EXPECT_EQ(path, noticed[index]);
+                             return index++ != stop;
+                           }),
                 ECANCELED);
       EXPECT_FALSE(Exists(noticed[stop]));
       EXPECT_EQ(SnapshotTree(source), before);
-      if (move) {
-        EXPECT_FALSE(Exists(destination));
-      } else {
-        ExpectCopiedFilesWhole(before, destination);
-      }
+      EXPECT_TRUE(!move || !Exists(destination));
+      ExpectCopiedFilesWhole(before, destination);
       RemoveTree(destination);
     }
   }
@@ -212,82 +184,83 @@ TEST_F(TreeTransferTest, FailureAtEveryStepLosesNothing) {
   const Snapshot before = SnapshotTree(source);
   const std::string destination = m_volume + "/copy";
   for (const bool move : {false, true}) {
-    for (int kind = 0; kind < FaultyTransferSteps::kKindCount; ++kind) {
+    for (int kind = 0; kind < Steps::kKindCount; ++kind) {
       for (int call = 1;; ++call) {
-        SCOPED_TRACE(testing::Message()
-                     << (move ? "move" : "copy") << ", step " << kind << ", call " << call);
-        FaultyTransferSteps steps;
-        steps.Fail(FaultyTransferSteps::Kind(kind), call, EIO);
+        SCOPED_TRACE(testing::Message() << move << ", step " << kind << ", call " << call);
+        Steps steps;
+        steps.Fail(Steps::Kind(kind), call, EIO);
         int error = 0;
         {
-          const ScopedReplacement<zuv::platform::TransferSteps> replaced(&steps);
-          error = move ? Transfer().Move(source, destination, {})
-                       : Transfer().Copy(source, destination, {});
+          const ScopedReplacement<TransferSteps> replaced(&steps);
+          error = CopyOrMove(move, source, destination);
         }
-        const bool reached = steps.Calls(FaultyTransferSteps::Kind(kind)) >= call;
-        if (!reached) {
+        if (steps.Calls(Steps::Kind(kind)) < call) {  // not reached: done whole
           EXPECT_EQ(error, 0);
           EXPECT_EQ(SnapshotTree(destination), before);
-          if (move) {
-            ASSERT_EQ(Transfer().Move(destination, source, {}), 0);
-          } else {
-            RemoveTree(destination);
-          }
+          ASSERT_TRUE(move ? Transfer().Move(destination, source, {}) == 0
+                           : RemoveTree(destination));
           break;
         }
         EXPECT_EQ(error, EIO);
         EXPECT_EQ(SnapshotTree(source), before);
-        if (move && kind == FaultyTransferSteps::kRemoveSource) {
-          EXPECT_EQ(SnapshotTree(destination), before);  // whole at both ends
-        } else if (move) {
-          EXPECT_FALSE(Exists(destination));
-        } else {
-          ExpectCopiedFilesWhole(before, destination);
+        if (move) {  // a failed removal leaves the source and the copy whole
+          EXPECT_EQ(SnapshotTree(destination), kind == Steps::kRemoveSource ? before : Snapshot{});
         }
+        ExpectCopiedFilesWhole(before, destination);
         RemoveTree(destination);
       }
     }
   }
 }
 
-// A process killed at points of a move across volumes: while writing, before the copy is made
-// durable, before the source goes and halfway through its removal.
+// Of several failed items, the one first in walk order gives the answer, also when a later item
+// fails after it: the second file is made only once the first one's write has failed.
+TEST_F(TreeTransferTest, TheEarliestFailedItemGivesTheAnswer) {
+  const ScopedEnvironment threads("ZUV_COPY_THREADS", "2");
+  ASSERT_TRUE(MakeSmallTree(m_scratch / "tree"));
+  Steps steps;
+  steps.Fail(Steps::kWriteData, 1, EIO);
+  steps.Fail(Steps::kWriteData, 2, ENOSPC);
+  steps.BeforeEach([&](Steps::Kind kind, int call) {
+    if (kind == Steps::kWriteData && call == 1) {  // the first file's write waits for the second
+      while (steps.Calls(Steps::kCreateFile) < 2) std::this_thread::yield();
+    } else if (kind == Steps::kCreateFile && call == 2) {
+      while (steps.Calls(Steps::kClose) == 0) std::this_thread::yield();
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+  });
+  const ScopedReplacement<TransferSteps> replaced(&steps);
+  EXPECT_EQ(Transfer().Copy(m_scratch / "tree", m_volume + "/copy", {}), EIO);
+  EXPECT_EQ(steps.Calls(Steps::kWriteData), 2);
+}
+
+// A process killed at points of a move across volumes, by a pool of four writers: the source is
+// whole until the copy is whole and durable.
 TEST_F(TreeTransferTest, KilledMidMoveLosesNothing) {
-  struct Point {
-    const char* name;
-    FaultyTransferSteps::Kind kind;
+  const ScopedEnvironment threads("ZUV_COPY_THREADS", "4");
+  const struct {
+    Steps::Kind kind;
     int call;
-  } const points[] = {
-      {"third write", FaultyTransferSteps::kWriteData, 3},
-      {"before the sync", FaultyTransferSteps::kSyncVolume, 1},
-      {"before the removal", FaultyTransferSteps::kRemoveSource, 1},
-      {"during the removal", FaultyTransferSteps::kRemoveSource, 0},
-  };
-  int run = 0;
-  for (const Point& point : points) {
-    SCOPED_TRACE(point.name);
-    const std::string source = m_scratch / ("tree" + std::to_string(++run));
-    const std::string destination = m_volume + "/moved" + std::to_string(run);
-    ASSERT_TRUE(MakeRandomTree(source, 100 + run, 20));
+  } points[] = {{Steps::kWriteData, 3},
+                {Steps::kClose, 6},
+                {Steps::kSyncVolume, 1},
+                {Steps::kRemoveSource, 1}};
+  for (const auto& point : points) {
+    SCOPED_TRACE(point.kind);
+    const std::string source = m_scratch / ("tree" + std::to_string(point.kind));
+    const std::string destination = m_volume + "/moved" + std::to_string(point.kind);
+    ASSERT_TRUE(MakeRandomTree(source, 100 + point.kind, 30));
     const Snapshot before = SnapshotTree(source);
-    const int status = RunInChild([&] {
-      FaultyTransferSteps steps;
-      steps.BeforeEach([&](FaultyTransferSteps::Kind kind, int call) {
-        if (kind != point.kind) return;
-        if (point.call == 0) {  // remove a part of the source, then die
-          for (const auto& [path, item] : before) {
-            if (item.kind == 'f') unlink((source + "/" + path).c_str());
-            if (item.kind == 'f' && path.size() % 2 == 0) break;
-          }
-          raise(SIGKILL);
-        }
-        if (call == point.call) raise(SIGKILL);
-      });
-      const ScopedReplacement<zuv::platform::TransferSteps> replaced(&steps);
-      return Transfer().Move(source, destination, {});
-    });
-    EXPECT_EQ(status, -1);  // killed
-    ExpectEveryFileSomewhere(before, source, destination);
+    EXPECT_EQ(RunInChild([&] {
+                Steps steps;
+                steps.BeforeEach([&](Steps::Kind kind, int call) {
+                  if (kind == point.kind && call == point.call) raise(SIGKILL);
+                });
+                const ScopedReplacement<TransferSteps> replaced(&steps);
+                return Transfer().Move(source, destination, {});
+              }),
+              -1);  // killed
+    EXPECT_EQ(SnapshotTree(point.kind == Steps::kRemoveSource ? destination : source), before);
   }
 }
 
@@ -297,19 +270,16 @@ TEST_F(TreeTransferTest, PermissionDeniedLeavesNothing) {
   WriteFile(source + "/sub/secret", "root only");
   ASSERT_EQ(chmod((source + "/sub/secret").c_str(), 0600), 0);
   const std::string open = m_scratch / "open";
-  ASSERT_EQ(mkdir(open.c_str(), 0777), 0);
-  ASSERT_EQ(chmod(open.c_str(), 0777), 0);
   const std::string closed = m_scratch / "closed";
+  ASSERT_TRUE(mkdir(open.c_str(), 0) == 0 && chmod(open.c_str(), 0777) == 0);
   ASSERT_EQ(mkdir(closed.c_str(), 0755), 0);
   // Read as another user, the source's access times change; its bytes must not.
   const std::map<std::string, std::string> before = Tree(source);
-  // 1: the copy did not fail as denied; 2: something was left where it was denied.
   EXPECT_EQ(RunAsNobody([&] {
               if (Transfer().Copy(source, open + "/copy", {}) != EACCES) return 1;
               if (Exists(open + "/copy/sub/secret") || !Exists(open + "/copy/one")) return 2;
               if (Transfer().Copy(source + "/one", closed + "/one", {}) != EACCES) return 3;
-              if (Transfer().Move(open + "/copy", closed + "/moved", {}) != EACCES) return 4;
-              return 0;
+              return Transfer().Move(open + "/copy", closed + "/moved", {}) != EACCES ? 4 : 0;
             }),
             0);
   EXPECT_EQ(Tree(source), before);
@@ -320,31 +290,139 @@ TEST_F(TreeTransferTest, PermissionDeniedLeavesNothing) {
 // on into the folder it made, and a stopped move removes its partial copy without following it.
 TEST_F(TreeTransferTest, LinkSwappedInByANoticeLeadsNowhere) {
   const std::string source = m_scratch / "tree";
-  ASSERT_TRUE(MakeSmallTree(source));
   const std::string outside = m_scratch / "outside";
-  ASSERT_EQ(mkdir(outside.c_str(), 0755), 0);
-  WriteFile(outside + "/keep", "keep");
+  ASSERT_TRUE(MakeSmallTree(source) && MakeSmallTree(outside));
   const std::map<std::string, std::string> outsideBefore = Tree(outside);
+  const std::string destination = m_volume + "/copy";
   for (const bool move : {false, true}) {
-    SCOPED_TRACE(move ? "move" : "copy");
-    const std::string destination = m_volume + "/copy";
-    const TreeNotice notice = [&](const std::string& path) {
-      if (path == destination + "/sub/link") {
-        EXPECT_EQ(rename((destination + "/sub").c_str(), (destination + "/away").c_str()), 0);
-        EXPECT_EQ(symlink(outside.c_str(), (destination + "/sub").c_str()), 0);
-      }
-      return !(move && path == destination + "/sub/two");
-    };
-    const int error = move ? Transfer().Move(source, destination, notice)
-                           : Transfer().Copy(source, destination, notice);
-    EXPECT_EQ(error, move ? ECANCELED : 0);
+    SCOPED_TRACE(move);
+    EXPECT_EQ(CopyOrMove(move, source, destination,
+                         [&](const std::string& path) {
+                           if (path == destination + "/sub/link") {
+                             EXPECT_EQ(rename((destination + "/sub").c_str(),
+                                              (destination + "/away").c_str()),
+                                       0);
+                             EXPECT_EQ(symlink(outside.c_str(), (destination + "/sub").c_str()), 0);
+                           }
+                           return !(move && path == destination + "/sub/two");
+                         }),
+              move ? ECANCELED : 0);
     EXPECT_EQ(Tree(outside), outsideBefore);
     EXPECT_TRUE(Exists(source + "/sub/two"));
-    if (!move) {
-      EXPECT_TRUE(Exists(destination + "/away/two"));
-    }
+    EXPECT_EQ(Exists(destination + "/away/two"), !move);
     RemoveTree(destination);
   }
+}
+
+TEST_F(TreeTransferTest, PoolSizeComesFromTheEnvironment) {
+  const std::string source = m_scratch / "tree";
+  ASSERT_TRUE(MakeRandomTree(source, 7, 60));
+  const struct {
+    const char* value;
+    size_t most;  // threads that write data, the caller's among them when it is the only one
+    bool callerWrites;
+  } cases[] = {
+      {"1", 1, true},
+      {"3", 3, false},
+      {"junk", std::max(1u, std::thread::hardware_concurrency()), false},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.value);
+    const ScopedEnvironment threads("ZUV_COPY_THREADS", c.value);
+    Steps steps;
+    std::mutex lock;
+    std::set<std::thread::id> writers;
+    steps.BeforeEach([&](Steps::Kind kind, int) {
+      const std::lock_guard<std::mutex> hold(lock);
+      if (kind == Steps::kWriteData) writers.insert(std::this_thread::get_id());
+    });
+    const std::string destination = m_volume + "/copy";
+    {
+      const ScopedReplacement<TransferSteps> replaced(&steps);
+      ASSERT_EQ(Transfer().Copy(source, destination, {}), 0);
+    }
+    EXPECT_EQ(SnapshotTree(destination), SnapshotTree(source));
+    EXPECT_LE(writers.size(), c.most);
+    EXPECT_EQ(writers.count(std::this_thread::get_id()) == 1, c.callerWrites);
+    ASSERT_TRUE(RemoveTree(destination));
+  }
+}
+
+// Copies and moves across volumes, several at once, each stopped at a random notice or not at
+// all: nothing at the stopped path, every file there whole, a stopped move's source whole and its
+// destination gone.
+TEST_F(TreeTransferTest, ManyTransfersStoppedAtRandomLoseNothing) {
+  const ScopedEnvironment threads("ZUV_COPY_THREADS", "4");
+  constexpr int kWorkers = 4;
+  std::vector<std::string> sources;
+  std::vector<Snapshot> before;
+  for (int worker = 0; worker < kWorkers; ++worker) {
+    sources.push_back(m_scratch / ("tree" + std::to_string(worker)));
+    ASSERT_TRUE(MakeRandomTree(sources.back(), 40 + worker, 60));
+    before.push_back(SnapshotTree(sources.back()));
+  }
+  std::vector<std::thread> workers;
+  for (int worker = 0; worker < kWorkers; ++worker) {
+    workers.emplace_back([&, worker] {
+      std::mt19937 random(static_cast<unsigned>(worker));
+      for (int round = 0; round < 6; ++round) {
+        const bool move = round % 2 == 1;
+        const std::string destination =
+            m_volume + "/copy" + std::to_string(worker) + "-" + std::to_string(round);
+        const size_t stopAt = random() % (before[worker].size() + 4);  // past the end: no stop
+        size_t index = 0;
+        std::string stoppedAt;
+        const int error =
+            CopyOrMove(move, sources[worker], destination, [&](const std::string& path) {
+              if (index++ == stopAt) stoppedAt = path;
+              return index - 1 != stopAt;
+            });
+        SCOPED_TRACE(destination);
+        const bool stopped = !stoppedAt.empty();
+        EXPECT_EQ(error, stopped ? ECANCELED : 0);
+        EXPECT_TRUE(!stopped || (!Exists(stoppedAt) && !(move && Exists(destination))));
+        EXPECT_EQ(SnapshotTree(move && !stopped ? destination : sources[worker]), before[worker]);
+        ExpectCopiedFilesWhole(before[worker], destination);
+        if (move && !stopped) {
+          EXPECT_EQ(Transfer().Move(destination, sources[worker], {}), 0);
+        } else {
+          RemoveTree(destination);
+        }
+      }
+    });
+  }
+  for (std::thread& worker : workers) worker.join();
+}
+
+// A stop while a file of some GiB is being written ends the write within a step: the copy answers
+// at once, and neither the large file nor anything at the stopped path is left.
+TEST_F(TreeTransferTest, StopDuringALargeFileEndsItsWriteSoon) {
+  const ScopedEnvironment threads("ZUV_COPY_THREADS", "2");
+  const std::string source = m_volume + "/film";
+  ASSERT_EQ(mkdir(source.c_str(), 0755), 0);
+  constexpr off_t kLarge = off_t{3} << 30;
+  const int fd = open((source + "/a.mov").c_str(), O_WRONLY | O_CREAT, 0644);
+  ASSERT_EQ(posix_fallocate(fd, 0, kLarge), 0);  // data, not a hole, on a tmpfs
+  close(fd);
+  WriteFile(source + "/b.xmp", "sidecar");
+  const std::string destination = m_volume + "/copy";
+  std::chrono::steady_clock::time_point stopped;
+  EXPECT_EQ(Transfer().Copy(source, destination,
+                            [&](const std::string& path) {
+                              if (path != destination + "/b.xmp") return true;
+                              struct stat st {};  // wait until the large file is well on its way
+                              while (stat((destination + "/a.mov").c_str(), &st) == 0 &&
+                                     st.st_size < (off_t{256} << 20)) {
+                                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                              }
+                              EXPECT_LT(st.st_size, kLarge);
+                              stopped = std::chrono::steady_clock::now();
+                              return false;
+                            }),
+            ECANCELED);
+  EXPECT_LT(std::chrono::steady_clock::now() - stopped, std::chrono::milliseconds(500));
+  EXPECT_FALSE(Exists(destination + "/a.mov"));
+  EXPECT_FALSE(Exists(destination + "/b.xmp"));
 }
 
 }  // namespace

@@ -50,59 +50,51 @@ class FaultyTransferSteps : public TransferSteps {
   }
 
   int CreateFile(int folder, const std::string& name, int* fd) override {
-    if (const auto error = Failure(kCreateFile)) return *error;
-    return Real().CreateFile(folder, name, fd);
+    return Step(kCreateFile, [&] { return Real().CreateFile(folder, name, fd); });
   }
   int MakeFolder(int folder, const std::string& name) override {
-    if (const auto error = Failure(kMakeFolder)) return *error;
-    return Real().MakeFolder(folder, name);
+    return Step(kMakeFolder, [&] { return Real().MakeFolder(folder, name); });
   }
   int MakeLink(int folder, const std::string& name, const std::string& target) override {
-    if (const auto error = Failure(kMakeLink)) return *error;
-    return Real().MakeLink(folder, name, target);
+    return Step(kMakeLink, [&] { return Real().MakeLink(folder, name, target); });
   }
   int MakeFifo(int folder, const std::string& name) override {
-    if (const auto error = Failure(kMakeFifo)) return *error;
-    return Real().MakeFifo(folder, name);
+    return Step(kMakeFifo, [&] { return Real().MakeFifo(folder, name); });
   }
   int WriteData(int from, int to, uint64_t size, const DataControl& control) override {
-    if (const auto error = Failure(kWriteData)) return *error;
-    return Real().WriteData(from, to, size, control);
+    return Step(kWriteData, [&] { return Real().WriteData(from, to, size, control); });
   }
   int SetMode(int folder, const std::string& name, mode_t mode) override {
-    if (const auto error = Failure(kSetMode)) return *error;
-    return Real().SetMode(folder, name, mode);
+    return Step(kSetMode, [&] { return Real().SetMode(folder, name, mode); });
   }
   int SetTimes(int folder, const std::string& name, const timespec times[2]) override {
-    if (const auto error = Failure(kSetTimes)) return *error;
-    return Real().SetTimes(folder, name, times);
+    return Step(kSetTimes, [&] { return Real().SetTimes(folder, name, times); });
   }
   int SetXattr(int fd, const std::string& name, const std::string& value) override {
-    if (const auto error = Failure(kSetXattr)) return *error;
-    return Real().SetXattr(fd, name, value);
+    return Step(kSetXattr, [&] { return Real().SetXattr(fd, name, value); });
   }
   int Close(int fd) override {
-    if (const auto error = Failure(kClose)) {
-      close(fd);
-      return *error;
-    }
-    return Real().Close(fd);
+    const std::optional<int> error = Failure(kClose);
+    const int closed = Real().Close(fd);
+    return error ? *error : closed;
   }
   int SyncVolume(int fd) override {
-    if (const auto error = Failure(kSyncVolume)) return *error;
-    return Real().SyncVolume(fd);
+    return Step(kSyncVolume, [&] { return Real().SyncVolume(fd); });
   }
   int RemoveSource(const std::string& path) override {
-    if (const auto error = Failure(kRemoveSource)) return *error;
-    return Real().RemoveSource(path);
+    return Step(kRemoveSource, [&] { return Real().RemoveSource(path); });
   }
   int OpenWritten(const std::string& path, int* fd) override {
-    if (const auto error = Failure(kOpenWritten)) return *error;
-    return Real().OpenWritten(path, fd);
+    return Step(kOpenWritten, [&] { return Real().OpenWritten(path, fd); });
   }
 
  private:
   static TransferSteps& Real() { return Replaceable<TransferSteps>::Real(); }
+  template <class Call>
+  int Step(Kind kind, Call call) {
+    const std::optional<int> error = Failure(kind);
+    return error ? *error : call();
+  }
 
   std::optional<int> Failure(Kind kind) {
     int call = 0;
