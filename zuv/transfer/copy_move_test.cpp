@@ -9,27 +9,13 @@
 #include "zuv/platform/testing/machine_facts.h"
 #include "zuv/platform/testing/scoped_replacement.h"
 #include "zuv/platform/testing/scratch.h"
-#include "zuv/platform/testing/trees.h"
 #include "zuv/testing/files.h"
 
 namespace {
 
-using zuv::platform::MachineFacts;
-using zuv::platform::testing::FakeMachineFacts;
-using zuv::platform::testing::IsRoot;
-using zuv::platform::testing::MakeRandomTree;
-using zuv::platform::testing::ScopedReplacement;
-using zuv::platform::testing::ScratchFolder;
-using zuv::platform::testing::SnapshotTree;
-using zuv::platform::testing::WriteFile;
-using Counter = zuv::testing::CountingCallback;
-using zuv::testing::Contents;
-using zuv::testing::Exists;
-using zuv::testing::IsLocked;
-using zuv::testing::Names;
-using zuv::testing::PathOf;
-using zuv::testing::PathText;
-using zuv::testing::Text;
+using namespace zuv::platform::testing;
+using namespace zuv::testing;
+using Counter = CountingCallback;
 using Strings = std::vector<std::string>;
 
 TEST(CopyMoveTest, MakeFilePathJoinsAsOneComponent) {
@@ -317,7 +303,7 @@ TEST(CopyMoveTest, OldSystemsGetTheLockedFlagByHand) {
   for (const uint32_t version : {0x1030u, 0x1068u}) {
     FakeMachineFacts facts;
     facts.systemVersion = version;
-    const ScopedReplacement<MachineFacts> replaced(&facts);
+    const ScopedReplacement<zuv::platform::MachineFacts> replaced(&facts);
     const std::string copy = scratch / ("copy" + std::to_string(version));
     EXPECT_EQ(ZuvCopyFileOverwriteEx(PathOf(scratch / "photo.jpg"), PathOf(copy), nullptr, nullptr,
                                      nullptr),
@@ -325,28 +311,6 @@ TEST(CopyMoveTest, OldSystemsGetTheLockedFlagByHand) {
     EXPECT_EQ(IsLocked(copy), version < 0x1040) << std::hex << version;
     if (IsLocked(copy)) scratch.Lock(copy);  // unlocked at the end
   }
-}
-
-// Random trees copied into a folder of the same volume, then moved to another volume over an item
-// there, arrive whole: data, links, modes, times and attributes.
-TEST(CopyMoveTest, RandomTreesArriveWholeThroughTheVariants) {
-  if (!IsRoot()) GTEST_SKIP() << "mounting a tmpfs needs root";
-  ScratchFolder scratch;
-  const std::string volume = scratch.MountTmpfs("other", "256m");
-  ASSERT_FALSE(volume.empty());
-  ASSERT_TRUE(MakeRandomTree(scratch / "tree", 1));
-  const auto before = SnapshotTree(scratch / "tree");
-  const CZuvStringData copy = Text("copy");
-  EXPECT_EQ(ZuvCopyFolderOverwriteEx(PathOf(scratch / "tree"), PathOf(scratch.Path()), &copy,
-                                     nullptr, nullptr),
-            kZuvSuccess);
-  EXPECT_EQ(SnapshotTree(scratch / "copy"), before);
-  WriteFile(volume + "/copy", "in the way");
-  EXPECT_EQ(
-      ZuvMoveFileOverwriteEx(PathOf(scratch / "copy"), PathOf(volume), nullptr, nullptr, nullptr),
-      kZuvSuccess);
-  EXPECT_EQ(SnapshotTree(volume + "/copy"), before);
-  EXPECT_FALSE(Exists(scratch / "copy"));
 }
 
 TEST(CopyMoveTest, RemoveFileRecursiveRemovesTreesButNotTheRoot) {

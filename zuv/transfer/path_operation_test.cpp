@@ -15,29 +15,17 @@
 
 namespace {
 
-using zuv::platform::MachineFacts;
-using zuv::platform::testing::FakeMachineFacts;
-using zuv::platform::testing::IsRoot;
-using zuv::platform::testing::MakeSmallTree;
-using zuv::platform::testing::ScopedReplacement;
-using zuv::platform::testing::ScratchFolder;
-using zuv::platform::testing::SnapshotTree;
-using zuv::platform::testing::WriteFile;
-using Callback = zuv::testing::CountingCallback;
-using zuv::testing::Exists;
-using zuv::testing::Text;
-using zuv::testing::Tree;
+using namespace zuv::platform::testing;
+using namespace zuv::testing;
+using Callback = CountingCallback;
 
 // A copy or a move from `source` to `destination` reporting to `callback` (none when null).
 std::unique_ptr<ZuvPathOperation> Operation(bool move, const std::string& source,
                                             const std::string& destination,
                                             Callback* callback = nullptr) {
-  std::unique_ptr<ZuvPathOperation> operation;
-  if (move) {
-    operation = ZuvMovePath::Create(Text(source), Text(destination));
-  } else {
-    operation = ZuvCopyPath::Create(Text(source), Text(destination));
-  }
+  std::unique_ptr<ZuvPathOperation> operation =
+      move ? std::unique_ptr<ZuvPathOperation>(ZuvMovePath::Create(Text(source), Text(destination)))
+           : ZuvCopyPath::Create(Text(source), Text(destination));
   if (operation && callback) operation->setProgress(&Callback::Call, callback);
   return operation;
 }
@@ -49,7 +37,7 @@ class PathOperationTest : public ::testing::Test {
 
   ScratchFolder m_scratch;
   FakeMachineFacts m_facts;
-  ScopedReplacement<MachineFacts> m_replaced{&m_facts};
+  ScopedReplacement<zuv::platform::MachineFacts> m_replaced{&m_facts};
 };
 
 TEST_F(PathOperationTest, NoticesPassOverTheDestinationAndForAMoveTheSource) {
@@ -115,7 +103,7 @@ TEST_F(PathOperationTest, FailuresByVersion) {
     EXPECT_EQ(Operation(c.move, m_scratch / c.source, m_scratch / "taken", &callback)->perform(),
               c.result);
     EXPECT_EQ(callback.calls, 1);
-    EXPECT_EQ(zuv::testing::Contents(m_scratch / "taken"), "keep");
+    EXPECT_EQ(Contents(m_scratch / "taken"), "keep");
   }
 }
 

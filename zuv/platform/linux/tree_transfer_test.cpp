@@ -1,8 +1,5 @@
-// The tree copy and move on real file systems: whole trees copied and moved byte for byte with
-// their metadata, a stop at each notice and a failure at each step leaving nothing behind at that
-// path and the source whole, a process killed mid-move losing nothing, links swapped in by a
-// notice never leading a write or a removal out of the destination, and the pool of writers: its
-// size from ZUV_COPY_THREADS, many transfers at once, a stop during a large file.
+// The tree copy and move on real file systems, with their pool of writers: trees arrive whole, and
+// stops, failures, kills, denials and links swapped in by a notice lose nothing and leave nothing.
 #include "zuv/platform/tree_transfer.h"
 
 #include <cerrno>
@@ -14,10 +11,8 @@
 #include <set>
 #include <signal.h>
 #include <string>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <sys/un.h>
 #include <thread>
 #include <vector>
 
@@ -33,22 +28,11 @@
 
 namespace {
 
+using namespace zuv::platform::testing;
 using zuv::platform::Replaceable;
 using zuv::platform::TransferSteps;
 using zuv::platform::TreeNotice;
 using zuv::platform::TreeTransfer;
-using zuv::platform::testing::FaultyTransferSteps;
-using zuv::platform::testing::IsRoot;
-using zuv::platform::testing::MakeRandomTree;
-using zuv::platform::testing::MakeSmallTree;
-using zuv::platform::testing::RunAsNobody;
-using zuv::platform::testing::RunInChild;
-using zuv::platform::testing::ScopedEnvironment;
-using zuv::platform::testing::ScopedReplacement;
-using zuv::platform::testing::ScratchFolder;
-using zuv::platform::testing::Snapshot;
-using zuv::platform::testing::SnapshotTree;
-using zuv::platform::testing::WriteFile;
 using zuv::testing::Exists;
 using zuv::testing::Tree;
 using Steps = FaultyTransferSteps;
@@ -108,11 +92,7 @@ TEST_F(TreeTransferTest, RandomTreesAreCopiedAndMovedWhole) {
 TEST_F(TreeTransferTest, RefusesWhatItCannotDo) {
   ASSERT_TRUE(MakeSmallTree(m_scratch / "tree"));
   WriteFile(m_scratch / "taken", "keep");
-  const int socketFd = socket(AF_UNIX, SOCK_STREAM, 0);
-  sockaddr_un address{AF_UNIX, {}};
-  const std::string socketPath = m_scratch / "socket";
-  socketPath.copy(address.sun_path, sizeof address.sun_path - 1);
-  ASSERT_EQ(bind(socketFd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  ASSERT_EQ(mknod((m_scratch / "socket").c_str(), S_IFSOCK | 0666, 0), 0);
   ASSERT_EQ(mknod((m_scratch / "null").c_str(), S_IFCHR | 0666, makedev(1, 3)), 0);
   const Snapshot before = SnapshotTree(m_scratch.Path());
   const struct {
@@ -124,7 +104,7 @@ TEST_F(TreeTransferTest, RefusesWhatItCannotDo) {
       {false, m_scratch / "tree", m_scratch / "taken", EEXIST},
       {true, m_scratch / "tree", m_scratch / "taken", EEXIST},
       {true, m_scratch / "missing", m_volume + "/new", ENOENT},
-      {false, socketPath, m_scratch / "new", EOPNOTSUPP},
+      {false, m_scratch / "socket", m_scratch / "new", EOPNOTSUPP},
       {true, m_scratch / "null", m_volume + "/new", EOPNOTSUPP},  // a device moved away
       {false, m_scratch / "tree/sub/..", m_scratch / "new", EINVAL},
       {true, m_scratch / "tree", m_scratch / "tree/sub/.", EINVAL},
@@ -138,44 +118,13 @@ TEST_F(TreeTransferTest, RefusesWhatItCannotDo) {
     EXPECT_EQ(SnapshotTree(m_scratch.Path()), before);
     EXPECT_FALSE(Exists(m_scratch / "new"));
   }
-  close(socketFd);
   EXPECT_EQ(Transfer().Copy(m_scratch / "tree", m_scratch / "tree/sub/copy", {}), EINVAL);
   EXPECT_FALSE(Exists(m_scratch / "tree/sub/copy/sub/copy"));
 }
 
-// For a copy and for a move across volumes, a stop at each notice in turn.
-TEST_F(TreeTransferTest, StopAtEveryNoticeLeavesNothingThere) {
-  const std::string source = m_scratch / "tree";
-  const std::string destination = m_volume + "/copy";
-  ASSERT_TRUE(MakeSmallTree(source));
-  const Snapshot before = SnapshotTree(source);
-  std::vector<std::string> noticed;
-  ASSERT_EQ(CopyOrMove(false, source, destination,
-                       [&](auto& path) { return noticed.push_back(path), true; }),
-            0);
-  ASSERT_EQ(noticed.size(), before.size());
-  ASSERT_TRUE(RemoveTree(destination));
-  for (const bool move : {false, true}) {
-    for (size_t stop = 0; stop < noticed.size(); ++stop) {
-      SCOPED_TRACE(testing::Message() << (move ? "move" : "copy") << " stopped at " << stop);
-      size_t index = 0;
-      EXPECT_EQ(CopyOrMove(move, source, destination,
-                           [&](const std::string& path) {
-                             EXPECT_EQ(path, noticed[index]);
-                             return index++ != stop;
-                           }),
-                ECANCELED);
-      EXPECT_FALSE(Exists(noticed[stop]));
-      EXPECT_EQ(SnapshotTree(source), before);
-      EXPECT_TRUE(!move || !Exists(destination));
-      ExpectCopiedFilesWhole(before, destination);
-      RemoveTree(destination);
-    }
-  }
-}
-
-// A failure of each step in turn, at each of its calls, for a copy and for a move across volumes.
-TEST_F(TreeTransferTest, FailureAtEveryStepLosesNothing) {
+// A failure of each step in turn, at each of its calls, and a stop at each notice (the last
+// "step"), for a copy and for a move across volumes.
+TEST_F(TreeTransferTest, FailureOrStopAtEveryStepLosesNothing) {
   const std::string source = m_scratch / "tree";
   ASSERT_TRUE(MakeSmallTree(source));
   ASSERT_EQ(setxattr(source.c_str(), "user.a", "1", 1, 0), 0);
@@ -184,24 +133,31 @@ TEST_F(TreeTransferTest, FailureAtEveryStepLosesNothing) {
   const Snapshot before = SnapshotTree(source);
   const std::string destination = m_volume + "/copy";
   for (const bool move : {false, true}) {
-    for (int kind = 0; kind < Steps::kKindCount; ++kind) {
+    for (int kind = 0; kind <= Steps::kKindCount; ++kind) {
+      const bool notice = kind == Steps::kKindCount;
       for (int call = 1;; ++call) {
         SCOPED_TRACE(testing::Message() << move << ", step " << kind << ", call " << call);
         Steps steps;
         steps.Fail(Steps::Kind(kind), call, EIO);
+        int notices = 0;
+        std::string stoppedAt;
         int error = 0;
         {
           const ScopedReplacement<TransferSteps> replaced(&steps);
-          error = CopyOrMove(move, source, destination);
+          error = CopyOrMove(move, source, destination, [&](const std::string& path) {
+            if (notice && ++notices == call) stoppedAt = path;
+            return stoppedAt.empty();
+          });
         }
-        if (steps.Calls(Steps::Kind(kind)) < call) {  // not reached: done whole
+        if (notice ? stoppedAt.empty() : steps.Calls(Steps::Kind(kind)) < call) {  // done whole
           EXPECT_EQ(error, 0);
           EXPECT_EQ(SnapshotTree(destination), before);
           ASSERT_TRUE(move ? Transfer().Move(destination, source, {}) == 0
                            : RemoveTree(destination));
           break;
         }
-        EXPECT_EQ(error, EIO);
+        EXPECT_EQ(error, notice ? ECANCELED : EIO);
+        EXPECT_FALSE(notice && Exists(stoppedAt));
         EXPECT_EQ(SnapshotTree(source), before);
         if (move) {  // a failed removal leaves the source and the copy whole
           EXPECT_EQ(SnapshotTree(destination), kind == Steps::kRemoveSource ? before : Snapshot{});
@@ -353,38 +309,31 @@ TEST_F(TreeTransferTest, PoolSizeComesFromTheEnvironment) {
 // destination gone.
 TEST_F(TreeTransferTest, ManyTransfersStoppedAtRandomLoseNothing) {
   const ScopedEnvironment threads("ZUV_COPY_THREADS", "4");
-  constexpr int kWorkers = 4;
-  std::vector<std::string> sources;
-  std::vector<Snapshot> before;
-  for (int worker = 0; worker < kWorkers; ++worker) {
-    sources.push_back(m_scratch / ("tree" + std::to_string(worker)));
-    ASSERT_TRUE(MakeRandomTree(sources.back(), 40 + worker, 60));
-    before.push_back(SnapshotTree(sources.back()));
-  }
   std::vector<std::thread> workers;
-  for (int worker = 0; worker < kWorkers; ++worker) {
+  for (int worker = 0; worker < 4; ++worker) {
     workers.emplace_back([&, worker] {
+      const std::string source = m_scratch / ("tree" + std::to_string(worker));
+      ASSERT_TRUE(MakeRandomTree(source, 40 + worker, 60));
+      const Snapshot before = SnapshotTree(source);
       std::mt19937 random(static_cast<unsigned>(worker));
       for (int round = 0; round < 6; ++round) {
         const bool move = round % 2 == 1;
-        const std::string destination =
-            m_volume + "/copy" + std::to_string(worker) + "-" + std::to_string(round);
-        const size_t stopAt = random() % (before[worker].size() + 4);  // past the end: no stop
+        const std::string destination = m_volume + "/copy" + std::to_string(worker * 10 + round);
+        const size_t stopAt = random() % (before.size() + 4);  // past the end: no stop
         size_t index = 0;
         std::string stoppedAt;
-        const int error =
-            CopyOrMove(move, sources[worker], destination, [&](const std::string& path) {
-              if (index++ == stopAt) stoppedAt = path;
-              return index - 1 != stopAt;
-            });
+        const int error = CopyOrMove(move, source, destination, [&](const std::string& path) {
+          if (index++ == stopAt) stoppedAt = path;
+          return stoppedAt.empty();
+        });
         SCOPED_TRACE(destination);
         const bool stopped = !stoppedAt.empty();
         EXPECT_EQ(error, stopped ? ECANCELED : 0);
         EXPECT_TRUE(!stopped || (!Exists(stoppedAt) && !(move && Exists(destination))));
-        EXPECT_EQ(SnapshotTree(move && !stopped ? destination : sources[worker]), before[worker]);
-        ExpectCopiedFilesWhole(before[worker], destination);
+        EXPECT_EQ(SnapshotTree(move && !stopped ? destination : source), before);
+        ExpectCopiedFilesWhole(before, destination);
         if (move && !stopped) {
-          EXPECT_EQ(Transfer().Move(destination, sources[worker], {}), 0);
+          EXPECT_EQ(Transfer().Move(destination, source, {}), 0);
         } else {
           RemoveTree(destination);
         }
@@ -407,22 +356,18 @@ TEST_F(TreeTransferTest, StopDuringALargeFileEndsItsWriteSoon) {
   WriteFile(source + "/b.xmp", "sidecar");
   const std::string destination = m_volume + "/copy";
   std::chrono::steady_clock::time_point stopped;
-  EXPECT_EQ(Transfer().Copy(source, destination,
-                            [&](const std::string& path) {
-                              if (path != destination + "/b.xmp") return true;
-                              struct stat st {};  // wait until the large file is well on its way
-                              while (stat((destination + "/a.mov").c_str(), &st) == 0 &&
-                                     st.st_size < (off_t{256} << 20)) {
-                                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-                              }
-                              EXPECT_LT(st.st_size, kLarge);
-                              stopped = std::chrono::steady_clock::now();
-                              return false;
-                            }),
-            ECANCELED);
+  const TreeNotice notice = [&](const std::string& path) {
+    struct stat st {};  // the stop waits until the large file is well on its way
+    while (path == destination + "/b.xmp" && stat((destination + "/a.mov").c_str(), &st) == 0 &&
+           st.st_size < (off_t{256} << 20)) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    stopped = std::chrono::steady_clock::now();
+    return path != destination + "/b.xmp";
+  };
+  EXPECT_EQ(Transfer().Copy(source, destination, notice), ECANCELED);
   EXPECT_LT(std::chrono::steady_clock::now() - stopped, std::chrono::milliseconds(500));
-  EXPECT_FALSE(Exists(destination + "/a.mov"));
-  EXPECT_FALSE(Exists(destination + "/b.xmp"));
+  EXPECT_EQ(zuv::testing::Names(destination), std::vector<std::string>{});
 }
 
 }  // namespace
