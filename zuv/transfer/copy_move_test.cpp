@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -19,23 +20,16 @@ using Counter = CountingCallback;
 using Strings = std::vector<std::string>;
 
 TEST(CopyMoveTest, MakeFilePathJoinsAsOneComponent) {
-  const struct {
-    const char* folder;
-    const char* name;
-    const char* joined;  // null: kZuvErrInvalidName
-  } cases[] = {
-      {"/a/", "b/", "/a/b"},    {"/", "b", "/b"},    {"", "b", "b"},
-      {"/a", "..", nullptr},    {"/a", "", nullptr}, {"/a", "b/.", nullptr},
-      {"/a\xff", "b", nullptr},
-  };
-  for (const auto& c : cases) {
+  // Folder, name, and the path joined (null: kZuvErrInvalidName).
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {"/a/", "b/", "/a/b"}, {"/", "b", "/b"},       {"", "b", "b"},          {"/a", "..", nullptr},
+      {"/a", "", nullptr},   {"/a", "b/.", nullptr}, {"/a\xff", "b", nullptr}};
+  for (const auto& [folder, name, joined] : cases) {
     CZuvStringData out;
-    EXPECT_EQ(ZuvMakeFilePath(Text(c.folder), Text(c.name), &out),
-              c.joined ? kZuvSuccess : kZuvErrInvalidName)
-        << c.folder << c.name;
-    if (c.joined) {
-      EXPECT_STREQ(out.GetPtrUtf8(), c.joined);
-    }
+    EXPECT_EQ(ZuvMakeFilePath(Text(folder), Text(name), &out),
+              joined ? kZuvSuccess : kZuvErrInvalidName)
+        << folder << name;
+    EXPECT_STREQ(joined ? out.GetPtrUtf8() : nullptr, joined);
   }
   EXPECT_EQ(ZuvMakeFilePath(Text("/a"), Text("b"), static_cast<CZuvStringData*>(nullptr)),
             kZuvErrNotFound);
@@ -153,9 +147,7 @@ TEST(CopyMoveTest, VariantsCopyOrMoveAndReplaceAsTheirKindSays) {
       EXPECT_EQ(Contents(target), done ? "pixels" : "old");
       EXPECT_EQ(Exists(scratch / "photo.jpg"), !(done && variant.moves));
       EXPECT_EQ(Names(scratch / "to").size(), 1u);
-      if (!out.IsEmpty()) {
-        EXPECT_EQ(PathText(out), target);
-      }
+      EXPECT_TRUE(out.IsEmpty() || PathText(out) == target);
     }
   }
 }
@@ -190,12 +182,8 @@ TEST(CopyMoveTest, FullVolumeIsDiskFullOnlyWhereWritable) {
       ASSERT_FALSE(volume.empty());
       WriteFile(volume + "/filler", std::string(1 << 20, 'f'));  // as much as fits
       WriteFile(scratch / "photo.jpg", std::string(300000, 'p'));
-      if (lock != kWritable) {
-        std::filesystem::permissions(volume, static_cast<std::filesystem::perms>(0555));
-      }
-      if (lock == kReadOnlyMount) {
-        ASSERT_TRUE(ScratchFolder::RemountReadOnly(volume));
-      }
+      if (lock != kWritable) std::filesystem::permissions(volume, std::filesystem::perms(0555));
+      ASSERT_TRUE(lock != kReadOnlyMount || ScratchFolder::RemountReadOnly(volume));
       const CZuvStringData name = Text("photo.jpg");
       EXPECT_EQ(variant.call(PathOf(scratch / "photo.jpg"), PathOf(volume), &name, nullptr),
                 lock == kWritable ? variant.whenFull : kZuvErrAccessDenied);
@@ -231,10 +219,8 @@ TEST(CopyMoveTest, StringFormsAndTheNameOfMoveFile) {
 // deletes the destination on a cancel.
 TEST(CopyMoveTest, StreamCopyAppendsChunkByChunk) {
   const struct {
-    size_t existing;
-    size_t source;
-    int cancelAt;
-    int calls;
+    size_t existing, source;
+    int cancelAt, calls;
   } cases[] = {{0, 0, 0, 0}, {3, 65536, 0, 1}, {0, 65537, 0, 2}, {10, 200000, 1, 1}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.source);
@@ -247,10 +233,8 @@ TEST(CopyMoveTest, StreamCopyAppendsChunkByChunk) {
               c.cancelAt ? kZuvErrCanceled : kZuvSuccess);
     EXPECT_EQ(counter.calls, c.calls);
     EXPECT_EQ(Exists(scratch / "out"), c.cancelAt == 0);
-    if (c.cancelAt == 0) {
-      EXPECT_EQ(Contents(scratch / "out"),
-                std::string(c.existing, 'e') + std::string(c.source, 's'));
-    }
+    EXPECT_EQ(Contents(scratch / "out"),
+              c.cancelAt ? "" : std::string(c.existing, 'e') + std::string(c.source, 's'));
   }
 }
 

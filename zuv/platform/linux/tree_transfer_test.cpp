@@ -14,6 +14,8 @@
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <thread>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -95,12 +97,7 @@ TEST_F(TreeTransferTest, RefusesWhatItCannotDo) {
   ASSERT_EQ(mknod((m_scratch / "socket").c_str(), S_IFSOCK | 0666, 0), 0);
   ASSERT_EQ(mknod((m_scratch / "null").c_str(), S_IFCHR | 0666, makedev(1, 3)), 0);
   const Snapshot before = SnapshotTree(m_scratch.Path());
-  const struct {
-    bool move;
-    std::string source;
-    std::string destination;
-    int error;
-  } cases[] = {
+  const std::tuple<bool, std::string, std::string, int> cases[] = {
       {false, m_scratch / "tree", m_scratch / "taken", EEXIST},
       {true, m_scratch / "tree", m_scratch / "taken", EEXIST},
       {true, m_scratch / "missing", m_volume + "/new", ENOENT},
@@ -109,12 +106,11 @@ TEST_F(TreeTransferTest, RefusesWhatItCannotDo) {
       {false, m_scratch / "tree/sub/..", m_scratch / "new", EINVAL},
       {true, m_scratch / "tree", m_scratch / "tree/sub/.", EINVAL},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.source + " -> " + c.destination);
+  for (const auto& [move, from, to, error] : cases) {
+    SCOPED_TRACE(from + " -> " + to);
     int notices = 0;
-    EXPECT_EQ(CopyOrMove(c.move, c.source, c.destination, [&](auto&) { return ++notices, true; }),
-              c.error);
-    EXPECT_LE(notices, c.move ? 1 : 0);  // a move notices its destination before it tries
+    EXPECT_EQ(CopyOrMove(move, from, to, [&](auto&) { return ++notices, true; }), error);
+    EXPECT_LE(notices, move ? 1 : 0);  // a move notices its destination before it tries
     EXPECT_EQ(SnapshotTree(m_scratch.Path()), before);
     EXPECT_FALSE(Exists(m_scratch / "new"));
   }
@@ -194,29 +190,25 @@ TEST_F(TreeTransferTest, TheEarliestFailedItemGivesTheAnswer) {
 // whole until the copy is whole and durable.
 TEST_F(TreeTransferTest, KilledMidMoveLosesNothing) {
   const ScopedEnvironment threads("ZUV_COPY_THREADS", "4");
-  const struct {
-    Steps::Kind kind;
-    int call;
-  } points[] = {{Steps::kWriteData, 3},
-                {Steps::kClose, 6},
-                {Steps::kSyncVolume, 1},
-                {Steps::kRemoveSource, 1}};
-  for (const auto& point : points) {
-    SCOPED_TRACE(point.kind);
-    const std::string source = m_scratch / ("tree" + std::to_string(point.kind));
-    const std::string destination = m_volume + "/moved" + std::to_string(point.kind);
-    ASSERT_TRUE(MakeRandomTree(source, 100 + point.kind, 30));
+  for (const auto& point : {std::pair{Steps::kWriteData, 3},
+                            {Steps::kClose, 6},
+                            {Steps::kSyncVolume, 1},
+                            {Steps::kRemoveSource, 1}}) {
+    SCOPED_TRACE(point.first);
+    const std::string source = m_scratch / ("tree" + std::to_string(point.first));
+    const std::string destination = m_volume + "/moved" + std::to_string(point.first);
+    ASSERT_TRUE(MakeRandomTree(source, 100 + point.first, 30));
     const Snapshot before = SnapshotTree(source);
     EXPECT_EQ(RunInChild([&] {
                 Steps steps;
                 steps.BeforeEach([&](Steps::Kind kind, int call) {
-                  if (kind == point.kind && call == point.call) raise(SIGKILL);
+                  if (std::pair(kind, call) == point) raise(SIGKILL);
                 });
                 const ScopedReplacement<TransferSteps> replaced(&steps);
                 return Transfer().Move(source, destination, {});
               }),
               -1);  // killed
-    EXPECT_EQ(SnapshotTree(point.kind == Steps::kRemoveSource ? destination : source), before);
+    EXPECT_EQ(SnapshotTree(point.first == Steps::kRemoveSource ? destination : source), before);
   }
 }
 
@@ -250,19 +242,17 @@ TEST_F(TreeTransferTest, LinkSwappedInByANoticeLeadsNowhere) {
   ASSERT_TRUE(MakeSmallTree(source) && MakeSmallTree(outside));
   const std::map<std::string, std::string> outsideBefore = Tree(outside);
   const std::string destination = m_volume + "/copy";
+  const std::string sub = destination + "/sub";
   for (const bool move : {false, true}) {
     SCOPED_TRACE(move);
-    EXPECT_EQ(CopyOrMove(move, source, destination,
-                         [&](const std::string& path) {
-                           if (path == destination + "/sub/link") {
-                             EXPECT_EQ(rename((destination + "/sub").c_str(),
-                                              (destination + "/away").c_str()),
-                                       0);
-                             EXPECT_EQ(symlink(outside.c_str(), (destination + "/sub").c_str()), 0);
-                           }
-                           return !(move && path == destination + "/sub/two");
-                         }),
-              move ? ECANCELED : 0);
+    const TreeNotice notice = [&](const std::string& path) {
+      if (path == sub + "/link") {
+        EXPECT_TRUE(rename(sub.c_str(), (destination + "/away").c_str()) == 0 &&
+                    symlink(outside.c_str(), sub.c_str()) == 0);
+      }
+      return !(move && path == sub + "/two");
+    };
+    EXPECT_EQ(CopyOrMove(move, source, destination, notice), move ? ECANCELED : 0);
     EXPECT_EQ(Tree(outside), outsideBefore);
     EXPECT_TRUE(Exists(source + "/sub/two"));
     EXPECT_EQ(Exists(destination + "/away/two"), !move);
@@ -273,18 +263,14 @@ TEST_F(TreeTransferTest, LinkSwappedInByANoticeLeadsNowhere) {
 TEST_F(TreeTransferTest, PoolSizeComesFromTheEnvironment) {
   const std::string source = m_scratch / "tree";
   ASSERT_TRUE(MakeRandomTree(source, 7, 60));
-  const struct {
-    const char* value;
-    size_t most;  // threads that write data, the caller's among them when it is the only one
-    bool callerWrites;
-  } cases[] = {
+  // The value, the most threads that write data, and whether the caller is the only one.
+  const std::tuple<const char*, size_t, bool> cases[] = {
       {"1", 1, true},
       {"3", 3, false},
-      {"junk", std::max(1u, std::thread::hardware_concurrency()), false},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.value);
-    const ScopedEnvironment threads("ZUV_COPY_THREADS", c.value);
+      {"junk", std::max(1u, std::thread::hardware_concurrency()), false}};
+  for (const auto& [value, most, callerWrites] : cases) {
+    SCOPED_TRACE(value);
+    const ScopedEnvironment threads("ZUV_COPY_THREADS", value);
     Steps steps;
     std::mutex lock;
     std::set<std::thread::id> writers;
@@ -298,8 +284,8 @@ TEST_F(TreeTransferTest, PoolSizeComesFromTheEnvironment) {
       ASSERT_EQ(Transfer().Copy(source, destination, {}), 0);
     }
     EXPECT_EQ(SnapshotTree(destination), SnapshotTree(source));
-    EXPECT_LE(writers.size(), c.most);
-    EXPECT_EQ(writers.count(std::this_thread::get_id()) == 1, c.callerWrites);
+    EXPECT_LE(writers.size(), most);
+    EXPECT_EQ(writers.count(std::this_thread::get_id()) == 1, callerWrites);
     ASSERT_TRUE(RemoveTree(destination));
   }
 }

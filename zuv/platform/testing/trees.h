@@ -4,6 +4,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
@@ -56,10 +57,7 @@ inline Snapshot SnapshotTree(const std::string& top) {
     TreeItem& item = items[relative];
     item.mode = st.st_mode & 07777;
     item.mtime = {st.st_mtim.tv_sec, st.st_mtim.tv_nsec};
-    item.kind = S_ISDIR(st.st_mode)    ? 'd'
-                : S_ISLNK(st.st_mode)  ? 'l'
-                : S_ISFIFO(st.st_mode) ? 'p'
-                                       : 'f';
+    item.kind = "fdlp"[S_ISDIR(st.st_mode) + 2 * S_ISLNK(st.st_mode) + 3 * S_ISFIFO(st.st_mode)];
     char buffer[4096];
     if (item.kind == 'l') {
       item.data.assign(buffer, std::max<ssize_t>(0, readlink(path.c_str(), buffer, sizeof buffer)));
@@ -128,16 +126,11 @@ inline bool MakeRandomTree(const std::string& top, unsigned seed, int items = 40
       const int size = std::vector{0, 1 + pick(5000), 4096, (1 << 20) + pick(2 << 20)}[pick(4)];
       const off_t at = size == 4096 ? off_t{1 + pick(4)} << 20 : 0;
       std::string bytes(static_cast<size_t>(size), '\0');
-      for (size_t offset = 0; offset < bytes.size(); offset += 4) {
-        const uint32_t word = random();
-        memcpy(bytes.data() + offset, &word, std::min<size_t>(4, bytes.size() - offset));
-      }
+      for (char& byte : bytes) byte = static_cast<char>(random());
       ok = fd >= 0 && pwrite(fd, bytes.data(), bytes.size(), at) == size &&
            (at == 0 || ftruncate(fd, at + (2 << 20)) == 0) &&
            (pick(2) == 0 || fsetxattr(fd, "user.tag", name.data(), name.size(), 0) == 0) &&
-           fchmod(fd, pick(3) == 0   ? 0600
-                      : pick(2) == 0 ? 0444
-                                     : 0755) == 0 &&
+           fchmod(fd, std::array<mode_t, 3>{0600, 0444, 0755}[pick(3)]) == 0 &&
            futimens(fd, past) == 0 && close(fd) == 0;
     }
     if (ok && pick(3) != 0) ok = utimensat(AT_FDCWD, path.c_str(), past, AT_SYMLINK_NOFOLLOW) == 0;
