@@ -1,11 +1,15 @@
-// The tree copy and move on real file systems, with their pool of writers: trees arrive whole, and
-// stops, failures, kills, denials and links swapped in by a notice lose nothing and leave nothing.
+// The tree copy and move on real file systems, with their pool of writers and their check: trees
+// arrive whole, and stops, failures, kills, denials, changes on the device and links swapped in by
+// a notice lose nothing and leave nothing.
 #include "zuv/platform/tree_transfer.h"
 
 #include <cerrno>
 #include <chrono>
+#include <cstdlib>
 #include <fcntl.h>
+#include <fstream>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <random>
 #include <set>
@@ -15,7 +19,6 @@
 #include <sys/sysmacros.h>
 #include <thread>
 #include <tuple>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -27,6 +30,7 @@
 #include "zuv/platform/testing/transfer_steps.h"
 #include "zuv/platform/testing/trees.h"
 #include "zuv/testing/files.h"
+#include "zuv/transfer/path_operation.h"
 
 namespace {
 
@@ -36,6 +40,7 @@ using zuv::platform::TransferSteps;
 using zuv::platform::TreeNotice;
 using zuv::platform::TreeTransfer;
 using zuv::testing::Exists;
+using zuv::testing::Text;
 using zuv::testing::Tree;
 using Steps = FaultyTransferSteps;
 
@@ -118,9 +123,9 @@ TEST_F(TreeTransferTest, RefusesWhatItCannotDo) {
   EXPECT_FALSE(Exists(m_scratch / "tree/sub/copy/sub/copy"));
 }
 
-// A failure of each step in turn, at each of its calls, and a stop at each notice (the last
-// "step"), for a copy and for a move across volumes.
-TEST_F(TreeTransferTest, FailureOrStopAtEveryStepLosesNothing) {
+// At each call of each step in turn: a failure of the step for a copy and for a move across
+// volumes, a stop at the notice (the last "step") for both, and the process killed mid-move.
+TEST_F(TreeTransferTest, FailureStopOrKillAtEveryStepLosesNothing) {
   const std::string source = m_scratch / "tree";
   ASSERT_TRUE(MakeSmallTree(source));
   ASSERT_EQ(setxattr(source.c_str(), "user.a", "1", 1, 0), 0);
@@ -128,37 +133,45 @@ TEST_F(TreeTransferTest, FailureOrStopAtEveryStepLosesNothing) {
   ASSERT_EQ(mkfifo((source + "/sub/fifo").c_str(), 0600), 0);
   const Snapshot before = SnapshotTree(source);
   const std::string destination = m_volume + "/copy";
-  for (const bool move : {false, true}) {
-    for (int kind = 0; kind <= Steps::kKindCount; ++kind) {
+  for (const int run : {0, 1, 2}) {  // a copy, a move, a killed move
+    const bool move = run > 0;
+    const bool kill = run == 2;
+    for (int kind = 0; kind <= Steps::kKindCount - kill; ++kind) {
       const bool notice = kind == Steps::kKindCount;
       for (int call = 1;; ++call) {
-        SCOPED_TRACE(testing::Message() << move << ", step " << kind << ", call " << call);
+        SCOPED_TRACE(testing::Message() << "run " << run << ", step " << kind << ", call " << call);
         Steps steps;
-        steps.Fail(Steps::Kind(kind), call, EIO);
+        steps.BeforeEach([&](Steps::Kind at, int number) {
+          if (kill && at == kind && number == call) raise(SIGKILL);
+          return at == kind && number == call ? EIO : 0;
+        });
         int notices = 0;
         std::string stoppedAt;
-        int error = 0;
-        {
+        const auto transfer = [&] {
           const ScopedReplacement<TransferSteps> replaced(&steps);
-          error = CopyOrMove(move, source, destination, [&](const std::string& path) {
+          return CopyOrMove(move, source, destination, [&](const std::string& path) {
             if (notice && ++notices == call) stoppedAt = path;
             return stoppedAt.empty();
           });
-        }
-        if (notice ? stoppedAt.empty() : steps.Calls(Steps::Kind(kind)) < call) {  // done whole
-          EXPECT_EQ(error, 0);
+        };
+        const int error = kill ? RunInChild(transfer) : transfer();
+        if (kill     ? error == 0
+            : notice ? stoppedAt.empty()
+                     : steps.Calls(Steps::Kind(kind)) < call) {
+          EXPECT_EQ(error, 0);  // not reached: done whole
           EXPECT_EQ(SnapshotTree(destination), before);
           ASSERT_TRUE(move ? Transfer().Move(destination, source, {}) == 0
                            : RemoveTree(destination));
           break;
         }
-        EXPECT_EQ(error, notice ? ECANCELED : EIO);
+        EXPECT_EQ(error, kill ? -1 : notice ? ECANCELED : EIO);
         EXPECT_FALSE(notice && Exists(stoppedAt));
         EXPECT_EQ(SnapshotTree(source), before);
-        if (move) {  // a failed removal leaves the source and the copy whole
+        // A failed removal leaves the source and the copy whole; a killed move may leave a part.
+        if (move && (!kill || kind == Steps::kRemoveSource)) {
           EXPECT_EQ(SnapshotTree(destination), kind == Steps::kRemoveSource ? before : Snapshot{});
         }
-        ExpectCopiedFilesWhole(before, destination);
+        if (!kill) ExpectCopiedFilesWhole(before, destination);
         RemoveTree(destination);
       }
     }
@@ -171,44 +184,73 @@ TEST_F(TreeTransferTest, TheEarliestFailedItemGivesTheAnswer) {
   const ScopedEnvironment threads("ZUV_COPY_THREADS", "2");
   ASSERT_TRUE(MakeSmallTree(m_scratch / "tree"));
   Steps steps;
-  steps.Fail(Steps::kWriteData, 1, EIO);
-  steps.Fail(Steps::kWriteData, 2, ENOSPC);
   steps.BeforeEach([&](Steps::Kind kind, int call) {
-    if (kind == Steps::kWriteData && call == 1) {  // the first file's write waits for the second
-      while (steps.Calls(Steps::kCreateFile) < 2) std::this_thread::yield();
-    } else if (kind == Steps::kCreateFile && call == 2) {
+    if (kind == Steps::kWriteData) {  // the first file's write waits for the second file
+      while (call == 1 && steps.Calls(Steps::kCreateFile) < 2) std::this_thread::yield();
+      return call == 1 ? EIO : ENOSPC;
+    }
+    if (kind == Steps::kCreateFile && call == 2) {
       while (steps.Calls(Steps::kClose) == 0) std::this_thread::yield();
       std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
+    return 0;
   });
   const ScopedReplacement<TransferSteps> replaced(&steps);
   EXPECT_EQ(Transfer().Copy(m_scratch / "tree", m_volume + "/copy", {}), EIO);
   EXPECT_EQ(steps.Calls(Steps::kWriteData), 2);
 }
 
-// A process killed at points of a move across volumes, by a pool of four writers: the source is
-// whole until the copy is whole and durable.
-TEST_F(TreeTransferTest, KilledMidMoveLosesNothing) {
-  const ScopedEnvironment threads("ZUV_COPY_THREADS", "4");
-  for (const auto& point : {std::pair{Steps::kWriteData, 3},
-                            {Steps::kClose, 6},
-                            {Steps::kSyncVolume, 1},
-                            {Steps::kRemoveSource, 1}}) {
-    SCOPED_TRACE(point.first);
-    const std::string source = m_scratch / ("tree" + std::to_string(point.first));
-    const std::string destination = m_volume + "/moved" + std::to_string(point.first);
-    ASSERT_TRUE(MakeRandomTree(source, 100 + point.first, 30));
+// With verify, an undisturbed copy passes and arrives whole, sparse file included; a move whose
+// "b.raw" changes on the device before its read-back fails by that name and keeps its source.
+TEST_F(TreeTransferTest, VerifyFailsAChangedFileByNameAndAMoveKeepsItsSource) {
+  std::string raw(3 << 20, '\0');
+  for (char& byte : raw) byte = static_cast<char>(std::rand());
+  for (const bool changed : {false, true}) {
+    SCOPED_TRACE(changed);
+    const std::string source = m_volume + "/card" + std::to_string(changed);
+    const std::string destination = m_scratch / ("copy" + std::to_string(changed));
+    ASSERT_EQ(mkdir(source.c_str(), 0755) | mkdir((source + "/DCIM").c_str(), 0755), 0);
+    WriteFile(source + "/DCIM/a.jpg", "jpeg");
+    WriteFile(source + "/DCIM/b.raw", raw);
+    WriteFile(source + "/notes.xmp", "<xmp/>");
+    WriteFile(source + "/sparse", "start");
+    ASSERT_EQ(truncate((source + "/sparse").c_str(), 8 << 20), 0);
     const Snapshot before = SnapshotTree(source);
-    EXPECT_EQ(RunInChild([&] {
-                Steps steps;
-                steps.BeforeEach([&](Steps::Kind kind, int call) {
-                  if (std::pair(kind, call) == point) raise(SIGKILL);
-                });
-                const ScopedReplacement<TransferSteps> replaced(&steps);
-                return Transfer().Move(source, destination, {});
-              }),
-              -1);  // killed
-    EXPECT_EQ(SnapshotTree(point.first == Steps::kRemoveSource ? destination : source), before);
+    Steps steps;
+    steps.BeforeEach([&](Steps::Kind kind, int call) {
+      if (changed && kind == Steps::kOpenWritten && call == 1) {  // all written and durable
+        std::fstream file(destination + "/DCIM/b.raw", std::ios::in | std::ios::out);
+        const char byte = static_cast<char>(file.seekg(1000).get() ^ 0x5a);
+        EXPECT_TRUE(file.seekp(1000).put(byte).flush());
+      }
+      return 0;
+    });
+    const auto operation = changed ? std::unique_ptr<ZuvPathOperation>(
+                                         ZuvMovePath::Create(Text(source), Text(destination)))
+                                   : ZuvCopyPath::Create(Text(source), Text(destination));
+    operation->setVerify(true);
+    {
+      const ScopedReplacement<TransferSteps> replaced(&steps);
+      EXPECT_EQ(operation->perform(), changed ? kZuvErrFileSystem : kZuvSuccess);
+    }
+    EXPECT_EQ(steps.Calls(Steps::kOpenWritten), 4);
+    EXPECT_EQ(operation->verifyMismatches(),
+              changed ? std::vector{destination + "/DCIM/b.raw"} : std::vector<std::string>{});
+    Snapshot copied = SnapshotTree(destination);
+    EXPECT_EQ(copied["DCIM/b.raw"].data == raw, !changed);
+    copied["DCIM/b.raw"] = before.at("DCIM/b.raw");
+    EXPECT_EQ(copied, before);
+    struct stat st;
+    EXPECT_TRUE(stat((destination + "/sparse").c_str(), &st) == 0 && st.st_blocks * 512 < 1 << 20);
+    // The move keeps only the changed file's source, in its folders.
+    const Snapshot kept = SnapshotTree(source);
+    if (changed) {
+      EXPECT_EQ(kept.size(), 3u);
+      EXPECT_EQ(kept.count("DCIM"), 1u);
+      EXPECT_EQ(kept.at("DCIM/b.raw"), before.at("DCIM/b.raw"));
+    } else {
+      EXPECT_EQ(kept, before);
+    }
   }
 }
 
@@ -277,6 +319,7 @@ TEST_F(TreeTransferTest, PoolSizeComesFromTheEnvironment) {
     steps.BeforeEach([&](Steps::Kind kind, int) {
       const std::lock_guard<std::mutex> hold(lock);
       if (kind == Steps::kWriteData) writers.insert(std::this_thread::get_id());
+      return 0;
     });
     const std::string destination = m_volume + "/copy";
     {
