@@ -1,6 +1,6 @@
 // The tree copy and move on real file systems, with their pool of writers and their check: trees
-// arrive whole, and stops, failures, kills, denials, changes on the device and links swapped in by
-// a notice lose nothing and leave nothing.
+// arrive whole (on XFS sharing their extents), and stops, failures, kills, denials, changes on the
+// device and links swapped in by a notice lose nothing and leave nothing.
 #include "zuv/platform/tree_transfer.h"
 
 #include <cerrno>
@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
+#include <linux/fiemap.h>
+#include <linux/fs.h>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -15,10 +17,12 @@
 #include <set>
 #include <signal.h>
 #include <string>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <thread>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -39,6 +43,7 @@ using zuv::platform::Replaceable;
 using zuv::platform::TransferSteps;
 using zuv::platform::TreeNotice;
 using zuv::platform::TreeTransfer;
+using zuv::testing::Contents;
 using zuv::testing::Exists;
 using zuv::testing::Text;
 using zuv::testing::Tree;
@@ -75,6 +80,49 @@ class TreeTransferTest : public ::testing::Test {
   ScratchFolder m_scratch;
   std::string m_volume;  // another device than the scratch folder
 };
+
+// The number of extents of the file and how many of them are shared with another file; {-1, -1}
+// when FIEMAP fails.
+std::pair<int, int> ExtentsOf(const std::string& path) {
+  std::vector<char> buffer(sizeof(fiemap) + 64 * sizeof(fiemap_extent));
+  auto* map = reinterpret_cast<fiemap*>(buffer.data());
+  map->fm_length = FIEMAP_MAX_OFFSET;
+  map->fm_flags = FIEMAP_FLAG_SYNC;
+  map->fm_extent_count = 64;
+  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  const bool read = fd >= 0 && ioctl(fd, FS_IOC_FIEMAP, map) == 0;
+  close(fd);
+  if (!read) return {-1, -1};
+  int shared = 0;
+  for (uint32_t i = 0; i < map->fm_mapped_extents; ++i) {
+    shared += (map->fm_extents[i].fe_flags & FIEMAP_EXTENT_SHARED) != 0;
+  }
+  return {static_cast<int>(map->fm_mapped_extents), shared};
+}
+
+TEST_F(TreeTransferTest, CopiesOnXfsShareEveryExtentWithTheirSource) {
+  if (!HaveTool("mkfs.xfs")) GTEST_SKIP() << "mkfs.xfs is missing (xfsprogs)";
+  const std::string volume = m_scratch.MountXfsImage("xfs");
+  ASSERT_FALSE(volume.empty()) << "the XFS image could not be made or mounted";
+  // A file alone, and one inside a folder the copy walks into, of bytes no file system can
+  // compress or find twice.
+  std::string raw(8 << 20, '\0');
+  for (char& byte : raw) byte = static_cast<char>(std::rand());
+  ASSERT_EQ(mkdir((volume + "/card").c_str(), 0755), 0);
+  WriteFile(volume + "/raw.nef", raw);
+  WriteFile(volume + "/card/img.jpg", raw.substr(0, 300 << 10));
+  ASSERT_EQ(ExtentsOf(volume + "/raw.nef").second, 0) << "a new file shares extents already";
+  ASSERT_EQ(Transfer().Copy(volume + "/raw.nef", volume + "/raw copy.nef", {}), 0);
+  ASSERT_EQ(Transfer().Copy(volume + "/card", volume + "/card copy", {}), 0);
+  for (const std::string copy : {"/raw copy.nef", "/card copy/img.jpg"}) {
+    SCOPED_TRACE(copy);
+    const std::string original = copy == "/raw copy.nef" ? raw : raw.substr(0, 300 << 10);
+    EXPECT_TRUE(Contents(volume + copy) == original) << "the copy reads otherwise";
+    const auto [all, shared] = ExtentsOf(volume + copy);
+    EXPECT_GT(all, 0);
+    EXPECT_EQ(shared, all) << "the copy's data was written anew";
+  }
+}
 
 // A copy on the same volume, then a move of it to another: whole, and a sparse file stays sparse.
 TEST_F(TreeTransferTest, RandomTreesAreCopiedAndMovedWhole) {
