@@ -19,7 +19,7 @@ using namespace zuv::testing;
 using Counter = CountingCallback;
 using Strings = std::vector<std::string>;
 
-TEST(CopyMoveTest, MakeFilePathJoinsAsOneComponent) {
+TEST(CopyMoveTest, MakeFilePathJoinsOneComponentWithinLimits) {
   // Folder, name, and the path joined (null: kZuvErrInvalidName).
   const std::tuple<const char*, const char*, const char*> cases[] = {
       {"/a/", "b/", "/a/b"}, {"/", "b", "/b"},       {"", "b", "b"},          {"/a", "..", nullptr},
@@ -33,10 +33,8 @@ TEST(CopyMoveTest, MakeFilePathJoinsAsOneComponent) {
   }
   EXPECT_EQ(ZuvMakeFilePath(Text("/a"), Text("b"), static_cast<CZuvStringData*>(nullptr)),
             kZuvErrNotFound);
-}
-
-// Folder and name together may take 1023 UTF-8 bytes with the separator; a name 255 UTF-16 units.
-TEST(CopyMoveTest, MakeFilePathLimitsLengthsAndNeedsAnItem) {
+  // Folder and name together may take 1023 UTF-8 bytes with the separator; a name 255 UTF-16
+  // units. The path object form needs an item there.
   ScratchFolder scratch;
   std::string folder = scratch.Path();
   while (folder.size() < 1000) {
@@ -81,9 +79,9 @@ struct Variant {
   const char* name;
   ZuvResult (*call)(const CZuvFilePath&, const CZuvFilePath&, const CZuvStringData*, CZuvFilePath*);
   bool moves;
-  ZuvResult whenTaken;  // an item is at the new path
-  ZuvResult whenKept;   // one that cannot be removed
-  ZuvResult whenFull;   // on a full volume where the destination folder is writable
+  // When an item is at the new path, when it cannot be removed, on a full volume where the
+  // destination folder is writable.
+  ZuvResult whenTaken, whenKept, whenFull;
   char nullName;  // a null name makes the destination 'i' the item, 'f' the folder; 0: none taken
 };
 
@@ -193,7 +191,7 @@ TEST(CopyMoveTest, FullVolumeIsDiskFullOnlyWhereWritable) {
   }
 }
 
-TEST(CopyMoveTest, StringFormsAndTheNameOfMoveFile) {
+TEST(CopyMoveTest, StringFormsTheNameOfMoveFileAndRecursiveRemoval) {
   ScratchFolder scratch;
   WriteFile(scratch / "a.jpg", "pixels");
   EXPECT_EQ(ZuvCopyFile(Text(scratch / "b.jpg"), Text(scratch / "a.jpg")), kZuvSuccess)
@@ -213,6 +211,13 @@ TEST(CopyMoveTest, StringFormsAndTheNameOfMoveFile) {
             kZuvSuccess);
   EXPECT_EQ(ZuvCopyFileOverwrite(PathOf(scratch / "b.jpg"), PathOf(scratch / "b.jpg")),
             kZuvErrAccessDenied);
+  // ZuvRemoveFileRecursive removes trees, but not the root.
+  std::filesystem::create_directories(scratch / "a/b");
+  WriteFile(scratch / "a/b/f", "x");
+  EXPECT_EQ(ZuvRemoveFileRecursive(PathOf(scratch / "a")), kZuvSuccess);
+  EXPECT_FALSE(Exists(scratch / "a"));
+  EXPECT_EQ(ZuvRemoveFileRecursive(PathOf(scratch / "a")), kZuvErrAccessDenied);
+  EXPECT_EQ(ZuvRemoveFileRecursive(PathOf("/")), kZuvErrAccessDenied);
 }
 
 // The stream copy appends, calls back once per 64 KiB chunk written and not after the last, and
@@ -295,16 +300,6 @@ TEST(CopyMoveTest, OldSystemsGetTheLockedFlagByHand) {
     EXPECT_EQ(IsLocked(copy), version < 0x1040) << std::hex << version;
     if (IsLocked(copy)) scratch.Lock(copy);  // unlocked at the end
   }
-}
-
-TEST(CopyMoveTest, RemoveFileRecursiveRemovesTreesButNotTheRoot) {
-  ScratchFolder scratch;
-  std::filesystem::create_directories(scratch / "a/b");
-  WriteFile(scratch / "a/b/f", "x");
-  EXPECT_EQ(ZuvRemoveFileRecursive(PathOf(scratch / "a")), kZuvSuccess);
-  EXPECT_FALSE(Exists(scratch / "a"));
-  EXPECT_EQ(ZuvRemoveFileRecursive(PathOf(scratch / "a")), kZuvErrAccessDenied);
-  EXPECT_EQ(ZuvRemoveFileRecursive(PathOf("/")), kZuvErrAccessDenied);
 }
 
 }  // namespace

@@ -124,26 +124,6 @@ TEST_F(TreeTransferTest, CopiesOnXfsShareEveryExtentWithTheirSource) {
   }
 }
 
-// A copy on the same volume, then a move of it to another: whole, and a sparse file stays sparse.
-TEST_F(TreeTransferTest, RandomTreesAreCopiedAndMovedWhole) {
-  const std::string source = m_scratch / "tree";
-  ASSERT_TRUE(MakeRandomTree(source, 3));
-  WriteFile(source + "/sparse", "start");
-  ASSERT_EQ(truncate((source + "/sparse").c_str(), 16 << 20), 0);
-  const Snapshot before = SnapshotTree(source);
-  const std::string copy = m_scratch / "copy";
-  for (const std::string& destination : {copy, m_volume + "/moved"}) {
-    ASSERT_EQ(destination == copy ? Transfer().Copy(source, copy, {})
-                                  : Transfer().Move(copy, destination, {}),
-              0);
-    EXPECT_EQ(SnapshotTree(destination), before);
-    struct stat st;
-    EXPECT_TRUE(stat((destination + "/sparse").c_str(), &st) == 0 && st.st_blocks * 512 < 1 << 20);
-  }
-  EXPECT_EQ(SnapshotTree(source), before);
-  EXPECT_FALSE(Exists(copy));
-}
-
 TEST_F(TreeTransferTest, RefusesWhatItCannotDo) {
   ASSERT_TRUE(MakeSmallTree(m_scratch / "tree"));
   WriteFile(m_scratch / "taken", "keep");
@@ -249,7 +229,7 @@ TEST_F(TreeTransferTest, TheEarliestFailedItemGivesTheAnswer) {
 }
 
 // With verify, an undisturbed copy passes and arrives whole, sparse file included; a move whose
-// "b.raw" changes on the device before its read-back fails by that name and keeps its source.
+// "sub/b.raw" changes on the device before its read-back fails by that name and keeps its source.
 TEST_F(TreeTransferTest, VerifyFailsAChangedFileByNameAndAMoveKeepsItsSource) {
   std::string raw(3 << 20, '\0');
   for (char& byte : raw) byte = static_cast<char>(std::rand());
@@ -257,17 +237,15 @@ TEST_F(TreeTransferTest, VerifyFailsAChangedFileByNameAndAMoveKeepsItsSource) {
     SCOPED_TRACE(changed);
     const std::string source = m_volume + "/card" + std::to_string(changed);
     const std::string destination = m_scratch / ("copy" + std::to_string(changed));
-    ASSERT_EQ(mkdir(source.c_str(), 0755) | mkdir((source + "/DCIM").c_str(), 0755), 0);
-    WriteFile(source + "/DCIM/a.jpg", "jpeg");
-    WriteFile(source + "/DCIM/b.raw", raw);
-    WriteFile(source + "/notes.xmp", "<xmp/>");
+    ASSERT_TRUE(MakeSmallTree(source));
+    WriteFile(source + "/sub/b.raw", raw);
     WriteFile(source + "/sparse", "start");
     ASSERT_EQ(truncate((source + "/sparse").c_str(), 8 << 20), 0);
     const Snapshot before = SnapshotTree(source);
     Steps steps;
     steps.BeforeEach([&](Steps::Kind kind, int call) {
       if (changed && kind == Steps::kOpenWritten && call == 1) {  // all written and durable
-        std::fstream file(destination + "/DCIM/b.raw", std::ios::in | std::ios::out);
+        std::fstream file(destination + "/sub/b.raw", std::ios::in | std::ios::out);
         const char byte = static_cast<char>(file.seekg(1000).get() ^ 0x5a);
         EXPECT_TRUE(file.seekp(1000).put(byte).flush());
       }
@@ -283,10 +261,10 @@ TEST_F(TreeTransferTest, VerifyFailsAChangedFileByNameAndAMoveKeepsItsSource) {
     }
     EXPECT_EQ(steps.Calls(Steps::kOpenWritten), 4);
     EXPECT_EQ(operation->verifyMismatches(),
-              changed ? std::vector{destination + "/DCIM/b.raw"} : std::vector<std::string>{});
+              changed ? std::vector{destination + "/sub/b.raw"} : std::vector<std::string>{});
     Snapshot copied = SnapshotTree(destination);
-    EXPECT_EQ(copied["DCIM/b.raw"].data == raw, !changed);
-    copied["DCIM/b.raw"] = before.at("DCIM/b.raw");
+    EXPECT_EQ(copied["sub/b.raw"].data == raw, !changed);
+    copied["sub/b.raw"] = before.at("sub/b.raw");
     EXPECT_EQ(copied, before);
     struct stat st;
     EXPECT_TRUE(stat((destination + "/sparse").c_str(), &st) == 0 && st.st_blocks * 512 < 1 << 20);
@@ -294,8 +272,8 @@ TEST_F(TreeTransferTest, VerifyFailsAChangedFileByNameAndAMoveKeepsItsSource) {
     const Snapshot kept = SnapshotTree(source);
     if (changed) {
       EXPECT_EQ(kept.size(), 3u);
-      EXPECT_EQ(kept.count("DCIM"), 1u);
-      EXPECT_EQ(kept.at("DCIM/b.raw"), before.at("DCIM/b.raw"));
+      EXPECT_EQ(kept.count("sub"), 1u);
+      EXPECT_EQ(kept.at("sub/b.raw"), before.at("sub/b.raw"));
     } else {
       EXPECT_EQ(kept, before);
     }
@@ -350,35 +328,45 @@ TEST_F(TreeTransferTest, LinkSwappedInByANoticeLeadsNowhere) {
   }
 }
 
-TEST_F(TreeTransferTest, PoolSizeComesFromTheEnvironment) {
+// Trees arrive whole, a sparse file staying sparse, written by as many threads as
+// ZUV_COPY_THREADS allows: copied on the same volume and to another, then moved across volumes.
+TEST_F(TreeTransferTest, TreesArriveWholeByTheThreadsTheEnvironmentAllows) {
   const std::string source = m_scratch / "tree";
   ASSERT_TRUE(MakeRandomTree(source, 7, 60));
-  // The value, the most threads that write data, and whether the caller is the only one.
-  const std::tuple<const char*, size_t, bool> cases[] = {
-      {"1", 1, true},
-      {"3", 3, false},
-      {"junk", std::max(1u, std::thread::hardware_concurrency()), false}};
-  for (const auto& [value, most, callerWrites] : cases) {
+  WriteFile(source + "/sparse", "start");
+  ASSERT_EQ(truncate((source + "/sparse").c_str(), 16 << 20), 0);
+  const Snapshot before = SnapshotTree(source);
+  // The value, the copy, the most threads that write data, and whether the caller is the only one.
+  const std::tuple<const char*, std::string, size_t, bool> cases[] = {
+      {"1", m_scratch / "copy", 1, true},
+      {"3", m_volume + "/copy3", 3, false},
+      {"junk", m_volume + "/copy", std::max(1u, std::thread::hardware_concurrency()), false},
+      {"", m_volume + "/moved", 0, false}};  // a move of the first copy
+  for (const auto& [value, destination, most, callerWrites] : cases) {
     SCOPED_TRACE(value);
     const ScopedEnvironment threads("ZUV_COPY_THREADS", value);
-    Steps steps;
-    std::mutex lock;
-    std::set<std::thread::id> writers;
-    steps.BeforeEach([&](Steps::Kind kind, int) {
-      const std::lock_guard<std::mutex> hold(lock);
-      if (kind == Steps::kWriteData) writers.insert(std::this_thread::get_id());
-      return 0;
-    });
-    const std::string destination = m_volume + "/copy";
-    {
+    if (most == 0) {
+      ASSERT_EQ(Transfer().Move(m_scratch / "copy", destination, {}), 0);
+      EXPECT_FALSE(Exists(m_scratch / "copy"));
+    } else {
+      Steps steps;
+      std::mutex lock;
+      std::set<std::thread::id> writers;
+      steps.BeforeEach([&](Steps::Kind kind, int) {
+        const std::lock_guard<std::mutex> hold(lock);
+        if (kind == Steps::kWriteData) writers.insert(std::this_thread::get_id());
+        return 0;
+      });
       const ScopedReplacement<TransferSteps> replaced(&steps);
       ASSERT_EQ(Transfer().Copy(source, destination, {}), 0);
+      EXPECT_LE(writers.size(), most);
+      EXPECT_EQ(writers.count(std::this_thread::get_id()) == 1, callerWrites);
     }
-    EXPECT_EQ(SnapshotTree(destination), SnapshotTree(source));
-    EXPECT_LE(writers.size(), most);
-    EXPECT_EQ(writers.count(std::this_thread::get_id()) == 1, callerWrites);
-    ASSERT_TRUE(RemoveTree(destination));
+    EXPECT_EQ(SnapshotTree(destination), before);
+    struct stat st;
+    EXPECT_TRUE(stat((destination + "/sparse").c_str(), &st) == 0 && st.st_blocks * 512 < 1 << 20);
   }
+  EXPECT_EQ(SnapshotTree(source), before);
 }
 
 // Copies and moves across volumes, several at once, each stopped at a random notice or not at
@@ -426,21 +414,19 @@ TEST_F(TreeTransferTest, StopDuringALargeFileEndsItsWriteSoon) {
   const ScopedEnvironment threads("ZUV_COPY_THREADS", "2");
   const std::string source = m_volume + "/film";
   ASSERT_EQ(mkdir(source.c_str(), 0755), 0);
-  constexpr off_t kLarge = off_t{3} << 30;
-  const int fd = open((source + "/a.mov").c_str(), O_WRONLY | O_CREAT, 0644);
-  ASSERT_EQ(posix_fallocate(fd, 0, kLarge), 0);  // data, not a hole, on a tmpfs
-  close(fd);
+  ASSERT_TRUE(RunCommand("fallocate -l 3G " + source + "/a.mov"));  // data, not a hole, on tmpfs
   WriteFile(source + "/b.xmp", "sidecar");
   const std::string destination = m_volume + "/copy";
   std::chrono::steady_clock::time_point stopped;
   const TreeNotice notice = [&](const std::string& path) {
-    struct stat st {};  // the stop waits until the large file is well on its way
-    while (path == destination + "/b.xmp" && stat((destination + "/a.mov").c_str(), &st) == 0 &&
-           st.st_size < (off_t{256} << 20)) {
+    if (path != destination + "/b.xmp") return true;
+    struct stat st {};  // the stop waits until the large file is well on its way, not done
+    while (stat((destination + "/a.mov").c_str(), &st) == 0 && st.st_size < (off_t{256} << 20)) {
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
+    EXPECT_LT(st.st_size, off_t{3} << 30);
     stopped = std::chrono::steady_clock::now();
-    return path != destination + "/b.xmp";
+    return false;
   };
   EXPECT_EQ(Transfer().Copy(source, destination, notice), ECANCELED);
   EXPECT_LT(std::chrono::steady_clock::now() - stopped, std::chrono::milliseconds(500));

@@ -7,17 +7,12 @@
 #include <array>
 #include <cstring>
 #include <dirent.h>
-#include <fcntl.h>
 #include <map>
 #include <ostream>
 #include <random>
-#include <string>
-#include <sys/stat.h>
 #include <sys/xattr.h>
 #include <time.h>
-#include <unistd.h>
 #include <utility>
-#include <vector>
 
 #include "zuv/platform/testing/scratch.h"
 
