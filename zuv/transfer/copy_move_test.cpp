@@ -51,8 +51,8 @@ TEST(CopyMoveTest, MakeFilePathJoinsOneComponentWithinLimits) {
   units255 += std::string(170, 'x');
   EXPECT_EQ(ZuvMakeFilePath(PathOf(scratch.Path()), Text(units255 + "x"), &out),
             kZuvErrNameTooLong);
-  EXPECT_EQ(ZuvMakeFilePath(PathOf(scratch.Path()), Text(units255), &out), kZuvErrFileSystem)
-      << "255 units pass the check; nothing is there";
+  EXPECT_EQ(ZuvMakeFilePath(PathOf(scratch.Path()), Text(units255), &out),
+            kZuvErrFileSystem);  // 255 units pass the check; nothing is there
 }
 
 TEST(CopyMoveTest, FolderChecksRefuseSamePathAndDestinationInside) {
@@ -66,53 +66,45 @@ TEST(CopyMoveTest, FolderChecksRefuseSamePathAndDestinationInside) {
             kZuvErrSubFolder);
   EXPECT_EQ(ZuvMoveFileEx(PathOf(scratch / "album\xff"), PathOf(scratch.Path()), Text("x"), nullptr,
                           nullptr),
-            kZuvErrAccessDenied)
-      << "a source path that is not UTF-8";
+            kZuvErrAccessDenied);  // a source path that is not UTF-8
   EXPECT_EQ(ZuvCopyFolderOverwriteEx(album, PathOf(scratch.Path()), nullptr, nullptr, nullptr),
-            kZuvErrSubFolder)
-      << "a null name makes the destination the item to replace, here the source's parent";
+            kZuvErrSubFolder);  // a null name: the item to replace is the source's parent
   EXPECT_EQ(Names(scratch.Path()), Strings{"album"});
 }
 
 // Every variant that takes a folder and a name (here called with a null `out` where it has one).
 struct Variant {
-  const char* name;
   ZuvResult (*call)(const CZuvFilePath&, const CZuvFilePath&, const CZuvStringData*, CZuvFilePath*);
   bool moves;
   // When an item is at the new path, when it cannot be removed, on a full volume where the
   // destination folder is writable.
   ZuvResult whenTaken, whenKept, whenFull;
   char nullName;  // a null name makes the destination 'i' the item, 'f' the folder; 0: none taken
+  const char* name;
 };
 
+constexpr ZuvResult kOk = kZuvSuccess, kDenied = kZuvErrAccessDenied, kFull = kZuvErrDiskFull;
 const Variant kVariants[] = {
-    {"CopyFile", [](auto& s, auto& d, auto* n, auto* o) { return ZuvCopyFile(s, d, *n, o); }, false,
-     kZuvErrAccessDenied, kZuvErrAccessDenied, kZuvErrDiskFull, 0},
-    {"CopyFileOverwrite",
-     [](auto& s, auto& d, auto* n, auto* o) { return ZuvCopyFileOverwrite(s, d, n, o); }, false,
-     kZuvSuccess, kZuvErrAccessDenied, kZuvErrDiskFull, 'f'},
-    {"CopyFileOverwriteEx",
-     [](auto& s, auto& d, auto* n, auto*) { return ZuvCopyFileOverwriteEx(s, d, n, nullptr, 0); },
-     false, kZuvSuccess, kZuvErrAccessDenied, kZuvErrDiskFull, 'i'},
-    {"CopyFolder", [](auto& s, auto& d, auto* n, auto* o) { return ZuvCopyFolder(s, d, *n, o); },
-     false, kZuvErrAccessDenied, kZuvErrAccessDenied, kZuvErrAccessDenied, 0},
-    {"CopyFolderEx",
-     [](auto& s, auto& d, auto* n, auto*) { return ZuvCopyFolderEx(s, d, *n, nullptr, 0); }, false,
-     kZuvSuccess, kZuvSuccess, kZuvErrAccessDenied, 0},
-    {"CopyFolderOverwriteEx",
-     [](auto& s, auto& d, auto* n, auto*) { return ZuvCopyFolderOverwriteEx(s, d, n, nullptr, 0); },
-     false, kZuvSuccess, kZuvSuccess, kZuvErrDiskFull, 'i'},
-    {"MoveFile", [](auto& s, auto& d, auto* n, auto* o) { return ZuvMoveFile(s, d, *n, o); }, true,
-     kZuvErrAccessDenied, kZuvErrAccessDenied, kZuvErrAccessDenied, 0},
-    {"MoveFileEx",
-     [](auto& s, auto& d, auto* n, auto*) { return ZuvMoveFileEx(s, d, *n, nullptr, 0); }, true,
-     kZuvSuccess, kZuvSuccess, kZuvErrDiskFull, 0},
-    {"MoveFileOverwrite",
-     [](auto& s, auto& d, auto* n, auto* o) { return ZuvMoveFileOverwrite(s, d, n, o); }, true,
-     kZuvSuccess, kZuvSuccess, kZuvErrDiskFull, 'f'},
-    {"MoveFileOverwriteEx",
-     [](auto& s, auto& d, auto* n, auto*) { return ZuvMoveFileOverwriteEx(s, d, n, nullptr, 0); },
-     true, kZuvSuccess, kZuvSuccess, kZuvErrDiskFull, 'f'},
+    {[](auto& s, auto& d, auto* n, auto* o) { return ZuvCopyFile(s, d, *n, o); }, false, kDenied,
+     kDenied, kFull, 0, "CopyFile"},
+    {[](auto& s, auto& d, auto* n, auto* o) { return ZuvCopyFileOverwrite(s, d, n, o); }, false,
+     kOk, kDenied, kFull, 'f', "CopyFileOverwrite"},
+    {[](auto& s, auto& d, auto* n, auto*) { return ZuvCopyFileOverwriteEx(s, d, n, nullptr, 0); },
+     false, kOk, kDenied, kFull, 'i', "CopyFileOverwriteEx"},
+    {[](auto& s, auto& d, auto* n, auto* o) { return ZuvCopyFolder(s, d, *n, o); }, false, kDenied,
+     kDenied, kDenied, 0, "CopyFolder"},
+    {[](auto& s, auto& d, auto* n, auto*) { return ZuvCopyFolderEx(s, d, *n, nullptr, 0); }, false,
+     kOk, kOk, kDenied, 0, "CopyFolderEx"},
+    {[](auto& s, auto& d, auto* n, auto*) { return ZuvCopyFolderOverwriteEx(s, d, n, nullptr, 0); },
+     false, kOk, kOk, kFull, 'i', "CopyFolderOverwriteEx"},
+    {[](auto& s, auto& d, auto* n, auto* o) { return ZuvMoveFile(s, d, *n, o); }, true, kDenied,
+     kDenied, kDenied, 0, "MoveFile"},
+    {[](auto& s, auto& d, auto* n, auto*) { return ZuvMoveFileEx(s, d, *n, nullptr, 0); }, true,
+     kOk, kOk, kFull, 0, "MoveFileEx"},
+    {[](auto& s, auto& d, auto* n, auto* o) { return ZuvMoveFileOverwrite(s, d, n, o); }, true, kOk,
+     kOk, kFull, 'f', "MoveFileOverwrite"},
+    {[](auto& s, auto& d, auto* n, auto*) { return ZuvMoveFileOverwriteEx(s, d, n, nullptr, 0); },
+     true, kOk, kOk, kFull, 'f', "MoveFileOverwriteEx"},
 };
 
 // On a free new path, named or with a null name; on one where an item is; on one where an item is
@@ -194,8 +186,8 @@ TEST(CopyMoveTest, FullVolumeIsDiskFullOnlyWhereWritable) {
 TEST(CopyMoveTest, StringFormsTheNameOfMoveFileAndRecursiveRemoval) {
   ScratchFolder scratch;
   WriteFile(scratch / "a.jpg", "pixels");
-  EXPECT_EQ(ZuvCopyFile(Text(scratch / "b.jpg"), Text(scratch / "a.jpg")), kZuvSuccess)
-      << "destination first";
+  EXPECT_EQ(ZuvCopyFile(Text(scratch / "b.jpg"), Text(scratch / "a.jpg")),
+            kZuvSuccess);  // destination first
   EXPECT_EQ(Contents(scratch / "b.jpg"), "pixels");
   EXPECT_EQ(ZuvCopyFile(Text(scratch / "c.jpg"), Text(scratch / "none")), kZuvErrFileSystem);
   EXPECT_EQ(ZuvMoveFile(Text(scratch / "a.jpg"), Text(scratch / "b.jpg")), kZuvErrAccessDenied);
@@ -220,53 +212,38 @@ TEST(CopyMoveTest, StringFormsTheNameOfMoveFileAndRecursiveRemoval) {
   EXPECT_EQ(ZuvRemoveFileRecursive(PathOf("/")), kZuvErrAccessDenied);
 }
 
-// The stream copy appends, calls back once per 64 KiB chunk written and not after the last, and
-// deletes the destination on a cancel.
-TEST(CopyMoveTest, StreamCopyAppendsChunkByChunk) {
+// The stream copy appends; the fork copy writes over the destination from its start and keeps its
+// tail. Both call back once per 64 KiB chunk written, not after the last, and delete the
+// destination on a cancel.
+TEST(CopyMoveTest, StreamCopyAppendsAndForkCopyWritesOver) {
   const struct {
+    bool fork;
     size_t existing, source;
     int cancelAt, calls;
-  } cases[] = {{0, 0, 0, 0}, {3, 65536, 0, 1}, {0, 65537, 0, 2}, {10, 200000, 1, 1}};
+  } cases[] = {{false, 0, 0, 0, 0},       {false, 3, 65536, 0, 1}, {false, 0, 65537, 0, 2},
+               {false, 10, 200000, 1, 1}, {true, 10, 5, 0, 1},     {true, 10, 140000, 2, 2}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.source);
+    SCOPED_TRACE(testing::Message() << c.fork << " " << c.source);
     ScratchFolder scratch;
-    WriteFile(scratch / "in", std::string(c.source, 's'));
-    WriteFile(scratch / "out", std::string(c.existing, 'e'));
+    const std::string existing(c.existing, 'e'), source(c.source, 's');
+    WriteFile(scratch / "in", source);
+    WriteFile(scratch / "out", existing);
     Counter counter{0, c.cancelAt};
-    EXPECT_EQ(ZuvCopyFileEx(PathOf(scratch / "in"), PathOf(scratch.Path()), Text("out"),
-                            &Counter::Call, &counter),
-              c.cancelAt ? kZuvErrCanceled : kZuvSuccess);
+    const CZuvFilePath in = PathOf(scratch / "in");
+    EXPECT_EQ(
+        c.fork ? ZuvCopyFileEx(in, PathOf(scratch / "out"), &Counter::Call, &counter)
+               : ZuvCopyFileEx(in, PathOf(scratch.Path()), Text("out"), &Counter::Call, &counter),
+        c.cancelAt ? kZuvErrCanceled : kZuvSuccess);
     EXPECT_EQ(counter.calls, c.calls);
     EXPECT_EQ(Exists(scratch / "out"), c.cancelAt == 0);
-    EXPECT_EQ(Contents(scratch / "out"),
-              c.cancelAt ? "" : std::string(c.existing, 'e') + std::string(c.source, 's'));
+    EXPECT_EQ(Contents(scratch / "out"), c.cancelAt ? ""
+                                         : c.fork   ? source + existing.substr(c.source)
+                                                    : existing + source);
+    EXPECT_EQ(ZuvCopyFileEx(in, PathOf(scratch / "none"), nullptr, nullptr),
+              kZuvErrNotFound);  // the fork copy's destination must exist
+    EXPECT_EQ(ZuvCopyFileEx(in, PathOf(scratch.Path()), nullptr, nullptr),
+              kZuvErrAccessDenied);  // a folder cannot be written over
   }
-}
-
-// The fork copy writes over the existing destination from its start and keeps its tail.
-TEST(CopyMoveTest, ForkCopyWritesOverWithoutTruncating) {
-  ScratchFolder scratch;
-  WriteFile(scratch / "in", "abcde");
-  WriteFile(scratch / "out", "0123456789");
-  Counter counter;
-  EXPECT_EQ(
-      ZuvCopyFileEx(PathOf(scratch / "in"), PathOf(scratch / "out"), &Counter::Call, &counter),
-      kZuvSuccess);
-  EXPECT_EQ(Contents(scratch / "out"), "abcde56789");
-  EXPECT_EQ(counter.calls, 1);
-  EXPECT_EQ(ZuvCopyFileEx(PathOf(scratch / "in"), PathOf(scratch / "none"), nullptr, nullptr),
-            kZuvErrNotFound)
-      << "the destination must exist";
-  EXPECT_EQ(ZuvCopyFileEx(PathOf(scratch / "in"), PathOf(scratch.Path()), nullptr, nullptr),
-            kZuvErrAccessDenied)
-      << "a folder cannot be written over";
-  WriteFile(scratch / "big", std::string(140000, 'b'));
-  Counter canceling{0, 2};
-  EXPECT_EQ(
-      ZuvCopyFileEx(PathOf(scratch / "big"), PathOf(scratch / "out"), &Counter::Call, &canceling),
-      kZuvErrCanceled);
-  EXPECT_EQ(canceling.calls, 2);
-  EXPECT_FALSE(Exists(scratch / "out"));
 }
 
 // The second notice is for the second file: it stops the copy, and that file is not made.

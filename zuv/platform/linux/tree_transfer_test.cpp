@@ -287,8 +287,8 @@ TEST_F(TreeTransferTest, PermissionDeniedLeavesNothing) {
   ASSERT_EQ(chmod((source + "/sub/secret").c_str(), 0600), 0);
   const std::string open = m_scratch / "open";
   const std::string closed = m_scratch / "closed";
-  ASSERT_TRUE(mkdir(open.c_str(), 0) == 0 && chmod(open.c_str(), 0777) == 0);
-  ASSERT_EQ(mkdir(closed.c_str(), 0755), 0);
+  ASSERT_TRUE(mkdir(open.c_str(), 0) == 0 && chmod(open.c_str(), 0777) == 0 &&
+              mkdir(closed.c_str(), 0755) == 0);
   // Read as another user, the source's access times change; its bytes must not.
   const std::map<std::string, std::string> before = Tree(source);
   EXPECT_EQ(RunAsNobody([&] {
@@ -339,7 +339,6 @@ TEST_F(TreeTransferTest, TreesArriveWholeByTheThreadsTheEnvironmentAllows) {
   // The value, the copy, the most threads that write data, and whether the caller is the only one.
   const std::tuple<const char*, std::string, size_t, bool> cases[] = {
       {"1", m_scratch / "copy", 1, true},
-      {"3", m_volume + "/copy3", 3, false},
       {"junk", m_volume + "/copy", std::max(1u, std::thread::hardware_concurrency()), false},
       {"", m_volume + "/moved", 0, false}};  // a move of the first copy
   for (const auto& [value, destination, most, callerWrites] : cases) {
@@ -397,11 +396,8 @@ TEST_F(TreeTransferTest, ManyTransfersStoppedAtRandomLoseNothing) {
         EXPECT_TRUE(!stopped || (!Exists(stoppedAt) && !(move && Exists(destination))));
         EXPECT_EQ(SnapshotTree(move && !stopped ? destination : source), before);
         ExpectCopiedFilesWhole(before, destination);
-        if (move && !stopped) {
-          EXPECT_EQ(Transfer().Move(destination, source, {}), 0);
-        } else {
-          RemoveTree(destination);
-        }
+        if (!move || stopped) RemoveTree(destination);
+        EXPECT_TRUE(!move || stopped || Transfer().Move(destination, source, {}) == 0);
       }
     });
   }

@@ -28,11 +28,10 @@ struct TreeItem {
   std::string data;  // a file's bytes or a link's target
   std::map<std::string, std::string> xattrs;
   bool operator==(const TreeItem&) const = default;
-  friend std::ostream& operator<<(std::ostream& out, const TreeItem& item) {
-    return out << item.kind << " mode " << std::oct << item.mode << std::dec << " size "
-               << item.size << " mtime " << item.mtime.first << "." << item.mtime.second
-               << " atime " << item.atime.first << "." << item.atime.second << " bytes "
-               << item.data.size() << " xattrs " << item.xattrs.size();
+  friend std::ostream& operator<<(std::ostream& out, const TreeItem& i) {
+    return out << i.kind << std::oct << i.mode << std::dec << " size " << i.size << " times "
+               << i.mtime.first << "." << i.mtime.second << " " << i.atime.first << "."
+               << i.atime.second << " bytes " << i.data.size() << " xattrs " << i.xattrs.size();
   }
 };
 using Snapshot = std::map<std::string, TreeItem>;
