@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -15,29 +16,17 @@
 
 namespace {
 
-using zuv::platform::MachineFacts;
-using zuv::platform::testing::FakeMachineFacts;
-using zuv::platform::testing::IsRoot;
-using zuv::platform::testing::MakeSmallTree;
-using zuv::platform::testing::ScopedReplacement;
-using zuv::platform::testing::ScratchFolder;
-using zuv::platform::testing::SnapshotTree;
-using zuv::platform::testing::WriteFile;
-using Callback = zuv::testing::CountingCallback;
-using zuv::testing::Exists;
-using zuv::testing::Text;
-using zuv::testing::Tree;
+using namespace zuv::platform::testing;
+using namespace zuv::testing;
+using Callback = CountingCallback;
 
 // A copy or a move from `source` to `destination` reporting to `callback` (none when null).
 std::unique_ptr<ZuvPathOperation> Operation(bool move, const std::string& source,
                                             const std::string& destination,
                                             Callback* callback = nullptr) {
-  std::unique_ptr<ZuvPathOperation> operation;
-  if (move) {
-    operation = ZuvMovePath::Create(Text(source), Text(destination));
-  } else {
-    operation = ZuvCopyPath::Create(Text(source), Text(destination));
-  }
+  std::unique_ptr<ZuvPathOperation> operation =
+      move ? std::unique_ptr<ZuvPathOperation>(ZuvMovePath::Create(Text(source), Text(destination)))
+           : ZuvCopyPath::Create(Text(source), Text(destination));
   if (operation && callback) operation->setProgress(&Callback::Call, callback);
   return operation;
 }
@@ -45,11 +34,9 @@ std::unique_ptr<ZuvPathOperation> Operation(bool move, const std::string& source
 class PathOperationTest : public ::testing::Test {
  protected:
   void SetUp() override { ASSERT_TRUE(MakeSmallTree(m_scratch / "tree")); }
-  void UseVersion(uint32_t version) { m_facts.systemVersion = version; }
-
   ScratchFolder m_scratch;
   FakeMachineFacts m_facts;
-  ScopedReplacement<MachineFacts> m_replaced{&m_facts};
+  ScopedReplacement<zuv::platform::MachineFacts> m_replaced{&m_facts};
 };
 
 TEST_F(PathOperationTest, NoticesPassOverTheDestinationAndForAMoveTheSource) {
@@ -57,80 +44,64 @@ TEST_F(PathOperationTest, NoticesPassOverTheDestinationAndForAMoveTheSource) {
     EXPECT_EQ(Operation(move, "", "/b"), nullptr);
     EXPECT_EQ(Operation(move, "/a", ""), nullptr);
   }
-  const struct {
-    bool move;
-    const char* path;
-    bool reported;
-  } cases[] = {
+  // Move or copy of "/s" to "/d", the path noticed, whether it reaches the callback.
+  const std::tuple<bool, const char*, bool> cases[] = {
       {false, "/d", false}, {false, "/s/x", true}, {true, "/d", false},
       {true, "/d/x", true}, {true, "/s/x", false}, {true, "/sx", false},  // a plain text prefix
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.path);
+  for (const auto& [move, path, reported] : cases) {
+    SCOPED_TRACE(path);
     Callback callback;
-    const auto operation = Operation(c.move, "/s", "/d", &callback);
-    EXPECT_TRUE(operation->willProcessPath(Text(c.path)));
+    const auto operation = Operation(move, "/s", "/d", &callback);
+    EXPECT_TRUE(operation->willProcessPath(Text(path)));
     EXPECT_FALSE(operation->shouldProceedAfterError());
-    EXPECT_EQ(callback.calls, c.reported ? 1 : 0);
+    EXPECT_EQ(callback.calls, reported ? 1 : 0);
   }
 }
 
-// The small tree has five items below its top; the last call is the final one.
-TEST_F(PathOperationTest, CopyReportsItemsOnlyOnSomeVersions) {
+// Versions 0x1060 to 0x106F report the five items below the small tree's top, then make the final
+// call. A stop at an item leaves nothing from there on, and no final call is made.
+TEST_F(PathOperationTest, CopyReportsItemsOnlyOnSomeVersionsAndStopsWhereAsked) {
+  const char* const items[] = {"empty", "one", "sub", "sub/link", "sub/two"};  // in walk order
   const struct {
     uint32_t version;
-    int calls;
-  } cases[] = {{0x105F, 1}, {0x1060, 6}, {0x106F, 6}, {0x1070, 1}};
+    int stopAt, calls;
+  } cases[] = {{0x105F, 0, 1}, {0x1060, 0, 6}, {0x106F, 0, 6}, {0x1070, 0, 1}, {0x1068, 1, 1},
+               {0x1068, 2, 2}, {0x1068, 3, 3}, {0x1068, 4, 4}, {0x1068, 5, 5}};
+  int run = 0;
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.version);
-    UseVersion(c.version);
-    const std::string destination = m_scratch / ("copy" + std::to_string(c.version));
-    Callback callback;
-    EXPECT_EQ(Operation(false, m_scratch / "tree", destination, &callback)->perform(), kZuvSuccess);
+    SCOPED_TRACE(testing::Message() << std::hex << c.version << " stop " << c.stopAt);
+    m_facts.systemVersion = c.version;
+    const std::string destination = m_scratch / ("copy" + std::to_string(++run));
+    Callback callback{0, c.stopAt};
+    EXPECT_EQ(Operation(false, m_scratch / "tree", destination, &callback)->perform(),
+              c.stopAt ? kZuvErrCanceled : kZuvSuccess);
     EXPECT_EQ(callback.calls, c.calls);
-    EXPECT_EQ(Tree(destination), Tree(m_scratch / "tree"));
+    for (int i = 0; i < 5; ++i) {
+      EXPECT_EQ(Exists(destination + "/" + items[i]), c.stopAt == 0 || i < c.stopAt - 1);
+    }
   }
   EXPECT_EQ(Operation(false, m_scratch / "tree", m_scratch / "quiet")->perform(), kZuvSuccess)
       << "without a callback";
+  EXPECT_EQ(Tree(m_scratch / "quiet"), Tree(m_scratch / "tree"));
 }
 
 // The final call comes after a failure too.
 TEST_F(PathOperationTest, FailuresByVersion) {
   WriteFile(m_scratch / "taken", "keep");
-  const struct {
-    bool move;
-    uint32_t version;
-    const char* source;
-    ZuvResult result;
-  } cases[] = {
+  const std::tuple<bool, uint32_t, const char*, ZuvResult> cases[] = {
       {false, 0x1068, "tree", kZuvErrAccessDenied},
       {false, 0x1070, "tree", kZuvErrAlreadyExists},
       {false, 0x1050, "missing", kZuvErrNotFound},
-      {true, 0x1070, "missing", kZuvErrAccessDenied},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.version);
-    UseVersion(c.version);
+      {true, 0x1070, "missing", kZuvErrAccessDenied}};
+  for (const auto& [move, version, source, result] : cases) {
+    SCOPED_TRACE(version);
+    m_facts.systemVersion = version;
     Callback callback;
-    EXPECT_EQ(Operation(c.move, m_scratch / c.source, m_scratch / "taken", &callback)->perform(),
-              c.result);
+    EXPECT_EQ(Operation(move, m_scratch / source, m_scratch / "taken", &callback)->perform(),
+              result);
     EXPECT_EQ(callback.calls, 1);
-    EXPECT_EQ(zuv::testing::Contents(m_scratch / "taken"), "keep");
-  }
-}
-
-TEST_F(PathOperationTest, CancelLeavesNothingAtTheCanceledPath) {
-  UseVersion(0x1068);
-  // The items in the order the walk makes them, the top not reported.
-  const char* const items[] = {"empty", "one", "sub", "sub/link", "sub/two"};
-  for (int stopAt = 1; stopAt <= 5; ++stopAt) {
-    SCOPED_TRACE(stopAt);
-    const std::string destination = m_scratch / ("copy" + std::to_string(stopAt));
-    Callback callback{0, stopAt};
-    EXPECT_EQ(Operation(false, m_scratch / "tree", destination, &callback)->perform(),
-              kZuvErrCanceled);
-    EXPECT_EQ(callback.calls, stopAt);  // no final call
-    for (int i = 0; i < 5; ++i) EXPECT_EQ(Exists(destination + "/" + items[i]), i < stopAt - 1);
+    EXPECT_EQ(Contents(m_scratch / "taken"), "keep");
   }
 }
 

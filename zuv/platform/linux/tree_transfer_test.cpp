@@ -1,79 +1,72 @@
-// The tree copy and move on real file systems: whole trees copied and moved byte for byte with
-// their metadata, a stop at each notice and a failure at each step leaving nothing behind at that
-// path and the source whole, a process killed mid-move losing nothing, and links swapped in by a
-// notice never leading a write or a removal out of the destination.
+// The tree copy and move on real file systems, with their pool of writers and their check: trees
+// arrive whole (on XFS sharing their extents), and stops, failures, kills, denials, changes on the
+// device and links swapped in by a notice lose nothing and leave nothing.
 #include "zuv/platform/tree_transfer.h"
 
 #include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <linux/fiemap.h>
+#include <linux/fs.h>
 #include <map>
+#include <memory>
+#include <mutex>
+#include <random>
+#include <set>
 #include <signal.h>
 #include <string>
-#include <sys/socket.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <sys/un.h>
+#include <thread>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "zuv/platform/file_system.h"
+#include "zuv/platform/testing/scoped_environment.h"
 #include "zuv/platform/testing/scoped_replacement.h"
 #include "zuv/platform/testing/scratch.h"
 #include "zuv/platform/testing/transfer_steps.h"
 #include "zuv/platform/testing/trees.h"
 #include "zuv/testing/files.h"
+#include "zuv/transfer/path_operation.h"
 
 namespace {
 
+using namespace zuv::platform::testing;
 using zuv::platform::Replaceable;
+using zuv::platform::TransferSteps;
 using zuv::platform::TreeNotice;
 using zuv::platform::TreeTransfer;
-using zuv::platform::testing::FaultyTransferSteps;
-using zuv::platform::testing::IsRoot;
-using zuv::platform::testing::MakeRandomTree;
-using zuv::platform::testing::MakeSmallTree;
-using zuv::platform::testing::RunAsNobody;
-using zuv::platform::testing::RunInChild;
-using zuv::platform::testing::ScopedReplacement;
-using zuv::platform::testing::ScratchFolder;
-using zuv::platform::testing::SnapshotTree;
-using zuv::platform::testing::StartChild;
-using zuv::platform::testing::TreeItem;
-using zuv::platform::testing::WriteFile;
+using zuv::testing::Contents;
 using zuv::testing::Exists;
+using zuv::testing::Text;
 using zuv::testing::Tree;
-
-using Snapshot = std::map<std::string, TreeItem>;
+using Steps = FaultyTransferSteps;
 
 TreeTransfer& Transfer() { return Replaceable<TreeTransfer>::Current(); }
+
+int CopyOrMove(bool move, const std::string& source, const std::string& destination,
+               const TreeNotice& notice = {}) {
+  return move ? Transfer().Move(source, destination, notice)
+              : Transfer().Copy(source, destination, notice);
+}
 
 bool RemoveTree(const std::string& path) {
   return Replaceable<zuv::platform::FileSystem>::Current().RemoveTree(path);
 }
 
-// Every file of `before` (a snapshot of a source) is whole at the same relative path under
-// `source` or under `destination`.
-void ExpectEveryFileSomewhere(const Snapshot& before, const std::string& source,
-                              const std::string& destination) {
-  const Snapshot atSource = SnapshotTree(source);
-  const Snapshot atDestination = SnapshotTree(destination);
-  for (const auto& [path, item] : before) {
-    if (item.kind != 'f') continue;
-    const auto there = atSource.find(path);
-    const auto here = atDestination.find(path);
-    const bool whole = (there != atSource.end() && there->second.data == item.data) ||
-                       (here != atDestination.end() && here->second.data == item.data);
-    EXPECT_TRUE(whole) << path;
-  }
-}
-
 // Every file present in the partial copy holds what its source holds.
 void ExpectCopiedFilesWhole(const Snapshot& source, const std::string& destination) {
   for (const auto& [path, item] : SnapshotTree(destination)) {
-    if (item.kind != 'f') continue;
-    const auto original = source.find(path);
-    ASSERT_NE(original, source.end()) << path;
-    EXPECT_EQ(item.data, original->second.data) << path;
+    if (item.kind == 'f') {
+      EXPECT_TRUE(source.count(path) == 1 && item.data == source.at(path).data) << path;
+    }
   }
 }
 
@@ -81,129 +74,86 @@ class TreeTransferTest : public ::testing::Test {
  protected:
   void SetUp() override {
     if (!IsRoot()) GTEST_SKIP() << "a second volume (tmpfs) needs root";
-    m_volume = m_scratch.MountTmpfs("volume", "96m");
+    m_volume = m_scratch.MountTmpfs("volume", "8g");
     ASSERT_FALSE(m_volume.empty());
   }
   ScratchFolder m_scratch;
   std::string m_volume;  // another device than the scratch folder
 };
 
-TEST_F(TreeTransferTest, RandomTreesAreCopiedAndMovedWhole) {
-  const std::string source = m_scratch / "tree";
-  ASSERT_TRUE(MakeRandomTree(source, 3));
-  const Snapshot before = SnapshotTree(source);
-
-  const std::string copy = m_scratch / "copy";
-  ASSERT_EQ(Transfer().Copy(source, copy, {}), 0);
-  EXPECT_EQ(SnapshotTree(copy), before);
-  EXPECT_EQ(SnapshotTree(source), before);
-  ASSERT_EQ(Transfer().Move(copy, m_volume + "/moved", {}), 0);
-  EXPECT_EQ(SnapshotTree(m_volume + "/moved"), before);
-  EXPECT_FALSE(Exists(copy));
+// The number of extents of the file and how many of them are shared with another file; {-1, -1}
+// when FIEMAP fails.
+std::pair<int, int> ExtentsOf(const std::string& path) {
+  std::vector<char> buffer(sizeof(fiemap) + 64 * sizeof(fiemap_extent));
+  auto* map = reinterpret_cast<fiemap*>(buffer.data());
+  map->fm_length = FIEMAP_MAX_OFFSET;
+  map->fm_flags = FIEMAP_FLAG_SYNC;
+  map->fm_extent_count = 64;
+  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  const bool read = fd >= 0 && ioctl(fd, FS_IOC_FIEMAP, map) == 0;
+  close(fd);
+  if (!read) return {-1, -1};
+  int shared = 0;
+  for (uint32_t i = 0; i < map->fm_mapped_extents; ++i) {
+    shared += (map->fm_extents[i].fe_flags & FIEMAP_EXTENT_SHARED) != 0;
+  }
+  return {static_cast<int>(map->fm_mapped_extents), shared};
 }
 
-TEST_F(TreeTransferTest, SparseFilesStaySparse) {
-  const std::string source = m_scratch / "sparse";
-  WriteFile(source, "start");
-  ASSERT_EQ(truncate(source.c_str(), 16 << 20), 0);
-  for (const std::string& destination : {m_scratch / "here", m_volume + "/there"}) {
-    ASSERT_EQ(Transfer().Copy(source, destination, {}), 0);
-    struct stat st;
-    ASSERT_EQ(lstat(destination.c_str(), &st), 0);
-    EXPECT_EQ(st.st_size, 16 << 20);
-    EXPECT_LT(st.st_blocks * 512, 1 << 20) << destination;
-    EXPECT_EQ(SnapshotTree(destination), SnapshotTree(source));
+TEST_F(TreeTransferTest, CopiesOnXfsShareEveryExtentWithTheirSource) {
+  if (!HaveTool("mkfs.xfs")) GTEST_SKIP() << "mkfs.xfs is missing (xfsprogs)";
+  const std::string volume = m_scratch.MountXfsImage("xfs");
+  ASSERT_FALSE(volume.empty()) << "the XFS image could not be made or mounted";
+  // A file alone, and one inside a folder the copy walks into, of bytes no file system can
+  // compress or find twice.
+  std::string raw(8 << 20, '\0');
+  for (char& byte : raw) byte = static_cast<char>(std::rand());
+  ASSERT_EQ(mkdir((volume + "/card").c_str(), 0755), 0);
+  WriteFile(volume + "/raw.nef", raw);
+  WriteFile(volume + "/card/img.jpg", raw.substr(0, 300 << 10));
+  ASSERT_EQ(ExtentsOf(volume + "/raw.nef").second, 0) << "a new file shares extents already";
+  ASSERT_EQ(Transfer().Copy(volume + "/raw.nef", volume + "/raw copy.nef", {}), 0);
+  ASSERT_EQ(Transfer().Copy(volume + "/card", volume + "/card copy", {}), 0);
+  for (const std::string copy : {"/raw copy.nef", "/card copy/img.jpg"}) {
+    SCOPED_TRACE(copy);
+    const std::string original = copy == "/raw copy.nef" ? raw : raw.substr(0, 300 << 10);
+    EXPECT_TRUE(Contents(volume + copy) == original) << "the copy reads otherwise";
+    const auto [all, shared] = ExtentsOf(volume + copy);
+    EXPECT_GT(all, 0);
+    EXPECT_EQ(shared, all) << "the copy's data was written anew";
   }
 }
 
 TEST_F(TreeTransferTest, RefusesWhatItCannotDo) {
   ASSERT_TRUE(MakeSmallTree(m_scratch / "tree"));
   WriteFile(m_scratch / "taken", "keep");
-  const int socketFd = socket(AF_UNIX, SOCK_STREAM, 0);
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  const std::string socketPath = m_scratch / "socket";
-  socketPath.copy(address.sun_path, sizeof address.sun_path - 1);
-  ASSERT_EQ(bind(socketFd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  ASSERT_EQ(mknod((m_scratch / "socket").c_str(), S_IFSOCK | 0666, 0), 0);
   ASSERT_EQ(mknod((m_scratch / "null").c_str(), S_IFCHR | 0666, makedev(1, 3)), 0);
   const Snapshot before = SnapshotTree(m_scratch.Path());
-  struct Case {
-    const char* name;
-    bool move;
-    std::string source;
-    std::string destination;
-    int error;
-  } const cases[] = {
-      {"destination taken", false, m_scratch / "tree", m_scratch / "taken", EEXIST},
-      {"destination taken on move", true, m_scratch / "tree", m_scratch / "taken", EEXIST},
-      {"no source", true, m_scratch / "missing", m_volume + "/new", ENOENT},
-      {"a socket", false, socketPath, m_scratch / "new", EOPNOTSUPP},
-      {"a device moved away", true, m_scratch / "null", m_volume + "/new", EOPNOTSUPP},
-      {"source ..", false, m_scratch / "tree/sub/..", m_scratch / "new", EINVAL},
-      {"destination .", true, m_scratch / "tree", m_scratch / "tree/sub/.", EINVAL},
+  const std::tuple<bool, std::string, std::string, int> cases[] = {
+      {false, m_scratch / "tree", m_scratch / "taken", EEXIST},
+      {true, m_scratch / "tree", m_scratch / "taken", EEXIST},
+      {true, m_scratch / "missing", m_volume + "/new", ENOENT},
+      {false, m_scratch / "socket", m_scratch / "new", EOPNOTSUPP},
+      {true, m_scratch / "null", m_volume + "/new", EOPNOTSUPP},  // a device moved away
+      {false, m_scratch / "tree/sub/..", m_scratch / "new", EINVAL},
+      {true, m_scratch / "tree", m_scratch / "tree/sub/.", EINVAL},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
+  for (const auto& [move, from, to, error] : cases) {
+    SCOPED_TRACE(from + " -> " + to);
     int notices = 0;
-    const TreeNotice notice = [&](const std::string&) { return ++notices, true; };
-    EXPECT_EQ(c.move ? Transfer().Move(c.source, c.destination, notice)
-                     : Transfer().Copy(c.source, c.destination, notice),
-              c.error);
-    EXPECT_LE(notices, c.move ? 1 : 0);  // a move notices its destination before it tries
+    EXPECT_EQ(CopyOrMove(move, from, to, [&](auto&) { return ++notices, true; }), error);
+    EXPECT_LE(notices, move ? 1 : 0);  // a move notices its destination before it tries
     EXPECT_EQ(SnapshotTree(m_scratch.Path()), before);
     EXPECT_FALSE(Exists(m_scratch / "new"));
   }
-  close(socketFd);
-}
-
-TEST_F(TreeTransferTest, CopyIntoItsOwnSourceStops) {
-  ASSERT_TRUE(MakeSmallTree(m_scratch / "tree"));
   EXPECT_EQ(Transfer().Copy(m_scratch / "tree", m_scratch / "tree/sub/copy", {}), EINVAL);
   EXPECT_FALSE(Exists(m_scratch / "tree/sub/copy/sub/copy"));
 }
 
-// For a copy and for a move across volumes, a stop at each notice in turn.
-TEST_F(TreeTransferTest, StopAtEveryNoticeLeavesNothingThere) {
-  const std::string source = m_scratch / "tree";
-  ASSERT_TRUE(MakeSmallTree(source));
-  const Snapshot before = SnapshotTree(source);
-  for (const bool move : {false, true}) {
-    const std::string destination = m_volume + "/copy";
-    const auto run = [&](const TreeNotice& notice) {
-      return move ? Transfer().Move(source, destination, notice)
-                  : Transfer().Copy(source, destination, notice);
-    };
-    std::vector<std::string> noticed;
-    ASSERT_EQ(Transfer().Copy(source, destination,
-                              [&](const std::string& path) {
-                                noticed.push_back(path);
-                                return true;
-                              }),
-              0);
-    ASSERT_EQ(noticed.size(), before.size());
-    ASSERT_TRUE(RemoveTree(destination));
-    for (size_t stop = 0; stop < noticed.size(); ++stop) {
-      SCOPED_TRACE(testing::Message() << (move ? "move" : "copy") << " stopped at " << stop);
-      size_t index = 0;
-      EXPECT_EQ(run([&](const std::string& path) {
-                  EXPECT_EQ(path, noticed[index]);
-                  return index++ != stop;
-                }),
-                ECANCELED);
-      EXPECT_FALSE(Exists(noticed[stop]));
-      EXPECT_EQ(SnapshotTree(source), before);
-      if (move) {
-        EXPECT_FALSE(Exists(destination));
-      } else {
-        ExpectCopiedFilesWhole(before, destination);
-      }
-      RemoveTree(destination);
-    }
-  }
-}
-
-// A failure of each step in turn, at each of its calls, for a copy and for a move across volumes.
-TEST_F(TreeTransferTest, FailureAtEveryStepLosesNothing) {
+// At each call of each step in turn: a failure of the step for a copy and for a move across
+// volumes, a stop at the notice (the last "step") for both, and the process killed mid-move.
+TEST_F(TreeTransferTest, FailureStopOrKillAtEveryStepLosesNothing) {
   const std::string source = m_scratch / "tree";
   ASSERT_TRUE(MakeSmallTree(source));
   ASSERT_EQ(setxattr(source.c_str(), "user.a", "1", 1, 0), 0);
@@ -211,83 +161,122 @@ TEST_F(TreeTransferTest, FailureAtEveryStepLosesNothing) {
   ASSERT_EQ(mkfifo((source + "/sub/fifo").c_str(), 0600), 0);
   const Snapshot before = SnapshotTree(source);
   const std::string destination = m_volume + "/copy";
-  for (const bool move : {false, true}) {
-    for (int kind = 0; kind < FaultyTransferSteps::kKindCount; ++kind) {
+  for (const int run : {0, 1, 2}) {  // a copy, a move, a killed move
+    const bool move = run > 0;
+    const bool kill = run == 2;
+    for (int kind = 0; kind <= Steps::kKindCount - kill; ++kind) {
+      const bool notice = kind == Steps::kKindCount;
       for (int call = 1;; ++call) {
-        SCOPED_TRACE(testing::Message()
-                     << (move ? "move" : "copy") << ", step " << kind << ", call " << call);
-        FaultyTransferSteps steps;
-        steps.Fail(FaultyTransferSteps::Kind(kind), call, EIO);
-        int error = 0;
-        {
-          const ScopedReplacement<zuv::platform::TransferSteps> replaced(&steps);
-          error = move ? Transfer().Move(source, destination, {})
-                       : Transfer().Copy(source, destination, {});
-        }
-        const bool reached = steps.Calls(FaultyTransferSteps::Kind(kind)) >= call;
-        if (!reached) {
-          EXPECT_EQ(error, 0);
+        SCOPED_TRACE(testing::Message() << "run " << run << ", step " << kind << ", call " << call);
+        Steps steps;
+        steps.BeforeEach([&](Steps::Kind at, int number) {
+          if (kill && at == kind && number == call) raise(SIGKILL);
+          return at == kind && number == call ? EIO : 0;
+        });
+        int notices = 0;
+        std::string stoppedAt;
+        const auto transfer = [&] {
+          const ScopedReplacement<TransferSteps> replaced(&steps);
+          return CopyOrMove(move, source, destination, [&](const std::string& path) {
+            if (notice && ++notices == call) stoppedAt = path;
+            return stoppedAt.empty();
+          });
+        };
+        const int error = kill ? RunInChild(transfer) : transfer();
+        if (kill     ? error == 0
+            : notice ? stoppedAt.empty()
+                     : steps.Calls(Steps::Kind(kind)) < call) {
+          EXPECT_EQ(error, 0);  // not reached: done whole
           EXPECT_EQ(SnapshotTree(destination), before);
-          if (move) {
-            ASSERT_EQ(Transfer().Move(destination, source, {}), 0);
-          } else {
-            RemoveTree(destination);
-          }
+          ASSERT_TRUE(move ? Transfer().Move(destination, source, {}) == 0
+                           : RemoveTree(destination));
           break;
         }
-        EXPECT_EQ(error, EIO);
+        EXPECT_EQ(error, kill ? -1 : notice ? ECANCELED : EIO);
+        EXPECT_FALSE(notice && Exists(stoppedAt));
         EXPECT_EQ(SnapshotTree(source), before);
-        if (move && kind == FaultyTransferSteps::kRemoveSource) {
-          EXPECT_EQ(SnapshotTree(destination), before);  // whole at both ends
-        } else if (move) {
-          EXPECT_FALSE(Exists(destination));
-        } else {
-          ExpectCopiedFilesWhole(before, destination);
+        // A failed removal leaves the source and the copy whole; a killed move may leave a part.
+        if (move && (!kill || kind == Steps::kRemoveSource)) {
+          EXPECT_EQ(SnapshotTree(destination), kind == Steps::kRemoveSource ? before : Snapshot{});
         }
+        if (!kill) ExpectCopiedFilesWhole(before, destination);
         RemoveTree(destination);
       }
     }
   }
 }
 
-// A process killed at points of a move across volumes: while writing, before the copy is made
-// durable, before the source goes and halfway through its removal.
-TEST_F(TreeTransferTest, KilledMidMoveLosesNothing) {
-  struct Point {
-    const char* name;
-    FaultyTransferSteps::Kind kind;
-    int call;
-  } const points[] = {
-      {"third write", FaultyTransferSteps::kWriteData, 3},
-      {"before the sync", FaultyTransferSteps::kSyncVolume, 1},
-      {"before the removal", FaultyTransferSteps::kRemoveSource, 1},
-      {"during the removal", FaultyTransferSteps::kRemoveSource, 0},
-  };
-  int run = 0;
-  for (const Point& point : points) {
-    SCOPED_TRACE(point.name);
-    const std::string source = m_scratch / ("tree" + std::to_string(++run));
-    const std::string destination = m_volume + "/moved" + std::to_string(run);
-    ASSERT_TRUE(MakeRandomTree(source, 100 + run, 20));
+// Of several failed items, the one first in walk order gives the answer, also when a later item
+// fails after it: the second file is made only once the first one's write has failed.
+TEST_F(TreeTransferTest, TheEarliestFailedItemGivesTheAnswer) {
+  const ScopedEnvironment threads("ZUV_COPY_THREADS", "2");
+  ASSERT_TRUE(MakeSmallTree(m_scratch / "tree"));
+  Steps steps;
+  steps.BeforeEach([&](Steps::Kind kind, int call) {
+    if (kind == Steps::kWriteData) {  // the first file's write waits for the second file
+      while (call == 1 && steps.Calls(Steps::kCreateFile) < 2) std::this_thread::yield();
+      return call == 1 ? EIO : ENOSPC;
+    }
+    if (kind == Steps::kCreateFile && call == 2) {
+      while (steps.Calls(Steps::kClose) == 0) std::this_thread::yield();
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    return 0;
+  });
+  const ScopedReplacement<TransferSteps> replaced(&steps);
+  EXPECT_EQ(Transfer().Copy(m_scratch / "tree", m_volume + "/copy", {}), EIO);
+  EXPECT_EQ(steps.Calls(Steps::kWriteData), 2);
+}
+
+// With verify, an undisturbed copy passes and arrives whole, sparse file included; a move whose
+// "sub/b.raw" changes on the device before its read-back fails by that name and keeps its source.
+TEST_F(TreeTransferTest, VerifyFailsAChangedFileByNameAndAMoveKeepsItsSource) {
+  std::string raw(3 << 20, '\0');
+  for (char& byte : raw) byte = static_cast<char>(std::rand());
+  for (const bool changed : {false, true}) {
+    SCOPED_TRACE(changed);
+    const std::string source = m_volume + "/card" + std::to_string(changed);
+    const std::string destination = m_scratch / ("copy" + std::to_string(changed));
+    ASSERT_TRUE(MakeSmallTree(source));
+    WriteFile(source + "/sub/b.raw", raw);
+    WriteFile(source + "/sparse", "start");
+    ASSERT_EQ(truncate((source + "/sparse").c_str(), 8 << 20), 0);
     const Snapshot before = SnapshotTree(source);
-    const int status = RunInChild([&] {
-      FaultyTransferSteps steps;
-      steps.BeforeEach([&](FaultyTransferSteps::Kind kind, int call) {
-        if (kind != point.kind) return;
-        if (point.call == 0) {  // remove a part of the source, then die
-          for (const auto& [path, item] : before) {
-            if (item.kind == 'f') unlink((source + "/" + path).c_str());
-            if (item.kind == 'f' && path.size() % 2 == 0) break;
-          }
-          raise(SIGKILL);
-        }
-        if (call == point.call) raise(SIGKILL);
-      });
-      const ScopedReplacement<zuv::platform::TransferSteps> replaced(&steps);
-      return Transfer().Move(source, destination, {});
+    Steps steps;
+    steps.BeforeEach([&](Steps::Kind kind, int call) {
+      if (changed && kind == Steps::kOpenWritten && call == 1) {  // all written and durable
+        std::fstream file(destination + "/sub/b.raw", std::ios::in | std::ios::out);
+        const char byte = static_cast<char>(file.seekg(1000).get() ^ 0x5a);
+        EXPECT_TRUE(file.seekp(1000).put(byte).flush());
+      }
+      return 0;
     });
-    EXPECT_EQ(status, -1);  // killed
-    ExpectEveryFileSomewhere(before, source, destination);
+    const auto operation = changed ? std::unique_ptr<ZuvPathOperation>(
+                                         ZuvMovePath::Create(Text(source), Text(destination)))
+                                   : ZuvCopyPath::Create(Text(source), Text(destination));
+    operation->setVerify(true);
+    {
+      const ScopedReplacement<TransferSteps> replaced(&steps);
+      EXPECT_EQ(operation->perform(), changed ? kZuvErrFileSystem : kZuvSuccess);
+    }
+    EXPECT_EQ(steps.Calls(Steps::kOpenWritten), 4);
+    EXPECT_EQ(operation->verifyMismatches(),
+              changed ? std::vector{destination + "/sub/b.raw"} : std::vector<std::string>{});
+    Snapshot copied = SnapshotTree(destination);
+    EXPECT_EQ(copied["sub/b.raw"].data == raw, !changed);
+    copied["sub/b.raw"] = before.at("sub/b.raw");
+    EXPECT_EQ(copied, before);
+    struct stat st;
+    EXPECT_TRUE(stat((destination + "/sparse").c_str(), &st) == 0 && st.st_blocks * 512 < 1 << 20);
+    // The move keeps only the changed file's source, in its folders.
+    const Snapshot kept = SnapshotTree(source);
+    if (changed) {
+      EXPECT_EQ(kept.size(), 3u);
+      EXPECT_EQ(kept.count("sub"), 1u);
+      EXPECT_EQ(kept.at("sub/b.raw"), before.at("sub/b.raw"));
+    } else {
+      EXPECT_EQ(kept, before);
+    }
   }
 }
 
@@ -297,19 +286,16 @@ TEST_F(TreeTransferTest, PermissionDeniedLeavesNothing) {
   WriteFile(source + "/sub/secret", "root only");
   ASSERT_EQ(chmod((source + "/sub/secret").c_str(), 0600), 0);
   const std::string open = m_scratch / "open";
-  ASSERT_EQ(mkdir(open.c_str(), 0777), 0);
-  ASSERT_EQ(chmod(open.c_str(), 0777), 0);
   const std::string closed = m_scratch / "closed";
-  ASSERT_EQ(mkdir(closed.c_str(), 0755), 0);
+  ASSERT_TRUE(mkdir(open.c_str(), 0) == 0 && chmod(open.c_str(), 0777) == 0 &&
+              mkdir(closed.c_str(), 0755) == 0);
   // Read as another user, the source's access times change; its bytes must not.
   const std::map<std::string, std::string> before = Tree(source);
-  // 1: the copy did not fail as denied; 2: something was left where it was denied.
   EXPECT_EQ(RunAsNobody([&] {
               if (Transfer().Copy(source, open + "/copy", {}) != EACCES) return 1;
               if (Exists(open + "/copy/sub/secret") || !Exists(open + "/copy/one")) return 2;
               if (Transfer().Copy(source + "/one", closed + "/one", {}) != EACCES) return 3;
-              if (Transfer().Move(open + "/copy", closed + "/moved", {}) != EACCES) return 4;
-              return 0;
+              return Transfer().Move(open + "/copy", closed + "/moved", {}) != EACCES ? 4 : 0;
             }),
             0);
   EXPECT_EQ(Tree(source), before);
@@ -320,31 +306,127 @@ TEST_F(TreeTransferTest, PermissionDeniedLeavesNothing) {
 // on into the folder it made, and a stopped move removes its partial copy without following it.
 TEST_F(TreeTransferTest, LinkSwappedInByANoticeLeadsNowhere) {
   const std::string source = m_scratch / "tree";
-  ASSERT_TRUE(MakeSmallTree(source));
   const std::string outside = m_scratch / "outside";
-  ASSERT_EQ(mkdir(outside.c_str(), 0755), 0);
-  WriteFile(outside + "/keep", "keep");
+  ASSERT_TRUE(MakeSmallTree(source) && MakeSmallTree(outside));
   const std::map<std::string, std::string> outsideBefore = Tree(outside);
+  const std::string destination = m_volume + "/copy";
+  const std::string sub = destination + "/sub";
   for (const bool move : {false, true}) {
-    SCOPED_TRACE(move ? "move" : "copy");
-    const std::string destination = m_volume + "/copy";
+    SCOPED_TRACE(move);
     const TreeNotice notice = [&](const std::string& path) {
-      if (path == destination + "/sub/link") {
-        EXPECT_EQ(rename((destination + "/sub").c_str(), (destination + "/away").c_str()), 0);
-        EXPECT_EQ(symlink(outside.c_str(), (destination + "/sub").c_str()), 0);
+      if (path == sub + "/link") {
+        EXPECT_TRUE(rename(sub.c_str(), (destination + "/away").c_str()) == 0 &&
+                    symlink(outside.c_str(), sub.c_str()) == 0);
       }
-      return !(move && path == destination + "/sub/two");
+      return !(move && path == sub + "/two");
     };
-    const int error = move ? Transfer().Move(source, destination, notice)
-                           : Transfer().Copy(source, destination, notice);
-    EXPECT_EQ(error, move ? ECANCELED : 0);
+    EXPECT_EQ(CopyOrMove(move, source, destination, notice), move ? ECANCELED : 0);
     EXPECT_EQ(Tree(outside), outsideBefore);
     EXPECT_TRUE(Exists(source + "/sub/two"));
-    if (!move) {
-      EXPECT_TRUE(Exists(destination + "/away/two"));
-    }
+    EXPECT_EQ(Exists(destination + "/away/two"), !move);
     RemoveTree(destination);
   }
+}
+
+// Trees arrive whole, a sparse file staying sparse, written by as many threads as
+// ZUV_COPY_THREADS allows: copied on the same volume and to another, then moved across volumes.
+TEST_F(TreeTransferTest, TreesArriveWholeByTheThreadsTheEnvironmentAllows) {
+  const std::string source = m_scratch / "tree";
+  ASSERT_TRUE(MakeRandomTree(source, 7, 60));
+  WriteFile(source + "/sparse", "start");
+  ASSERT_EQ(truncate((source + "/sparse").c_str(), 16 << 20), 0);
+  const Snapshot before = SnapshotTree(source);
+  // The value, the copy, the most threads that write data, and whether the caller is the only one.
+  const std::tuple<const char*, std::string, size_t, bool> cases[] = {
+      {"1", m_scratch / "copy", 1, true},
+      {"junk", m_volume + "/copy", std::max(1u, std::thread::hardware_concurrency()), false},
+      {"", m_volume + "/moved", 0, false}};  // a move of the first copy
+  for (const auto& [value, destination, most, callerWrites] : cases) {
+    SCOPED_TRACE(value);
+    const ScopedEnvironment threads("ZUV_COPY_THREADS", value);
+    if (most == 0) {
+      ASSERT_EQ(Transfer().Move(m_scratch / "copy", destination, {}), 0);
+      EXPECT_FALSE(Exists(m_scratch / "copy"));
+    } else {
+      Steps steps;
+      std::mutex lock;
+      std::set<std::thread::id> writers;
+      steps.BeforeEach([&](Steps::Kind kind, int) {
+        const std::lock_guard<std::mutex> hold(lock);
+        if (kind == Steps::kWriteData) writers.insert(std::this_thread::get_id());
+        return 0;
+      });
+      const ScopedReplacement<TransferSteps> replaced(&steps);
+      ASSERT_EQ(Transfer().Copy(source, destination, {}), 0);
+      EXPECT_LE(writers.size(), most);
+      EXPECT_EQ(writers.count(std::this_thread::get_id()) == 1, callerWrites);
+    }
+    EXPECT_EQ(SnapshotTree(destination), before);
+    struct stat st;
+    EXPECT_TRUE(stat((destination + "/sparse").c_str(), &st) == 0 && st.st_blocks * 512 < 1 << 20);
+  }
+  EXPECT_EQ(SnapshotTree(source), before);
+}
+
+// Copies and moves across volumes, several at once, each stopped at a random notice or not at
+// all: nothing at the stopped path, every file there whole, a stopped move's source whole and its
+// destination gone.
+TEST_F(TreeTransferTest, ManyTransfersStoppedAtRandomLoseNothing) {
+  const ScopedEnvironment threads("ZUV_COPY_THREADS", "4");
+  std::vector<std::thread> workers;
+  for (int worker = 0; worker < 4; ++worker) {
+    workers.emplace_back([&, worker] {
+      const std::string source = m_scratch / ("tree" + std::to_string(worker));
+      ASSERT_TRUE(MakeRandomTree(source, 40 + worker, 60));
+      const Snapshot before = SnapshotTree(source);
+      std::mt19937 random(static_cast<unsigned>(worker));
+      for (int round = 0; round < 6; ++round) {
+        const bool move = round % 2 == 1;
+        const std::string destination = m_volume + "/copy" + std::to_string(worker * 10 + round);
+        const size_t stopAt = random() % (before.size() + 4);  // past the end: no stop
+        size_t index = 0;
+        std::string stoppedAt;
+        const int error = CopyOrMove(move, source, destination, [&](const std::string& path) {
+          if (index++ == stopAt) stoppedAt = path;
+          return stoppedAt.empty();
+        });
+        SCOPED_TRACE(destination);
+        const bool stopped = !stoppedAt.empty();
+        EXPECT_EQ(error, stopped ? ECANCELED : 0);
+        EXPECT_TRUE(!stopped || (!Exists(stoppedAt) && !(move && Exists(destination))));
+        EXPECT_EQ(SnapshotTree(move && !stopped ? destination : source), before);
+        ExpectCopiedFilesWhole(before, destination);
+        if (!move || stopped) RemoveTree(destination);
+        EXPECT_TRUE(!move || stopped || Transfer().Move(destination, source, {}) == 0);
+      }
+    });
+  }
+  for (std::thread& worker : workers) worker.join();
+}
+
+// A stop while a file of some GiB is being written ends the write within a step: the copy answers
+// at once, and neither the large file nor anything at the stopped path is left.
+TEST_F(TreeTransferTest, StopDuringALargeFileEndsItsWriteSoon) {
+  const ScopedEnvironment threads("ZUV_COPY_THREADS", "2");
+  const std::string source = m_volume + "/film";
+  ASSERT_EQ(mkdir(source.c_str(), 0755), 0);
+  ASSERT_TRUE(RunCommand("fallocate -l 3G " + source + "/a.mov"));  // data, not a hole, on tmpfs
+  WriteFile(source + "/b.xmp", "sidecar");
+  const std::string destination = m_volume + "/copy";
+  std::chrono::steady_clock::time_point stopped;
+  const TreeNotice notice = [&](const std::string& path) {
+    if (path != destination + "/b.xmp") return true;
+    struct stat st {};  // the stop waits until the large file is well on its way, not done
+    while (stat((destination + "/a.mov").c_str(), &st) == 0 && st.st_size < (off_t{256} << 20)) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_LT(st.st_size, off_t{3} << 30);
+    stopped = std::chrono::steady_clock::now();
+    return false;
+  };
+  EXPECT_EQ(Transfer().Copy(source, destination, notice), ECANCELED);
+  EXPECT_LT(std::chrono::steady_clock::now() - stopped, std::chrono::milliseconds(500));
+  EXPECT_EQ(zuv::testing::Names(destination), std::vector<std::string>{});
 }
 
 }  // namespace

@@ -1,14 +1,12 @@
-// A fault-injecting wrapper around the real steps of a tree walk: it counts calls by kind, fails
-// chosen calls, and runs a hook before each call (to kill the process at a chosen point, or to
-// change the disk under the walk). ScopedReplacement<TransferSteps> puts it in use. Header-only;
-// compiled into the tests alone.
+// A fault-injecting wrapper around the real steps of a tree walk: it counts calls by kind and runs
+// a hook before each call, which may fail the call, kill the process at a chosen point or change
+// the disk under the walk. ScopedReplacement<TransferSteps> puts it in use. Header-only; compiled
+// into the tests alone.
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <functional>
-#include <map>
-#include <mutex>
-#include <optional>
 #include <string>
 #include <unistd.h>
 #include <utility>
@@ -17,8 +15,9 @@
 
 namespace zuv::platform::testing {
 
-/// Forwards to the real steps. Calls are numbered from 1 per kind; a call chosen to fail does
-/// nothing and answers its error, except a close, which still closes.
+/// Forwards to the real steps, their calls numbered from 1 per kind. A hook runs before each call
+/// with its kind and number; when it answers an error, the call does nothing and answers that
+/// error, except a close, which still closes.
 class FaultyTransferSteps : public TransferSteps {
  public:
   enum Kind {
@@ -37,90 +36,62 @@ class FaultyTransferSteps : public TransferSteps {
     kKindCount
   };
 
-  /// Makes call `call` of `kind` answer `error`.
-  void Fail(Kind kind, int call, int error) {
-    const std::lock_guard<std::mutex> hold(m_lock);
-    m_failures[{kind, call}] = error;
-  }
-  /// Runs `hook` with the kind and number of each call, before the call.
-  void BeforeEach(std::function<void(Kind, int)> hook) { m_hook = std::move(hook); }
-  int Calls(Kind kind) const {
-    const std::lock_guard<std::mutex> hold(m_lock);
-    return m_calls[kind];
-  }
+  void BeforeEach(std::function<int(Kind, int)> hook) { m_hook = std::move(hook); }
+  int Calls(Kind kind) const { return m_calls[kind]; }
 
   int CreateFile(int folder, const std::string& name, int* fd) override {
-    if (const auto error = Failure(kCreateFile)) return *error;
-    return Real().CreateFile(folder, name, fd);
+    return Step(kCreateFile, [&] { return Real().CreateFile(folder, name, fd); });
   }
   int MakeFolder(int folder, const std::string& name) override {
-    if (const auto error = Failure(kMakeFolder)) return *error;
-    return Real().MakeFolder(folder, name);
+    return Step(kMakeFolder, [&] { return Real().MakeFolder(folder, name); });
   }
   int MakeLink(int folder, const std::string& name, const std::string& target) override {
-    if (const auto error = Failure(kMakeLink)) return *error;
-    return Real().MakeLink(folder, name, target);
+    return Step(kMakeLink, [&] { return Real().MakeLink(folder, name, target); });
   }
   int MakeFifo(int folder, const std::string& name) override {
-    if (const auto error = Failure(kMakeFifo)) return *error;
-    return Real().MakeFifo(folder, name);
+    return Step(kMakeFifo, [&] { return Real().MakeFifo(folder, name); });
   }
   int WriteData(int from, int to, uint64_t size, const DataControl& control) override {
-    if (const auto error = Failure(kWriteData)) return *error;
-    return Real().WriteData(from, to, size, control);
+    return Step(kWriteData, [&] { return Real().WriteData(from, to, size, control); });
   }
   int SetMode(int folder, const std::string& name, mode_t mode) override {
-    if (const auto error = Failure(kSetMode)) return *error;
-    return Real().SetMode(folder, name, mode);
+    return Step(kSetMode, [&] { return Real().SetMode(folder, name, mode); });
   }
   int SetTimes(int folder, const std::string& name, const timespec times[2]) override {
-    if (const auto error = Failure(kSetTimes)) return *error;
-    return Real().SetTimes(folder, name, times);
+    return Step(kSetTimes, [&] { return Real().SetTimes(folder, name, times); });
   }
   int SetXattr(int fd, const std::string& name, const std::string& value) override {
-    if (const auto error = Failure(kSetXattr)) return *error;
-    return Real().SetXattr(fd, name, value);
+    return Step(kSetXattr, [&] { return Real().SetXattr(fd, name, value); });
   }
   int Close(int fd) override {
-    if (const auto error = Failure(kClose)) {
-      close(fd);
-      return *error;
-    }
-    return Real().Close(fd);
+    const int error = Failure(kClose);
+    const int closed = Real().Close(fd);
+    return error != 0 ? error : closed;
   }
   int SyncVolume(int fd) override {
-    if (const auto error = Failure(kSyncVolume)) return *error;
-    return Real().SyncVolume(fd);
+    return Step(kSyncVolume, [&] { return Real().SyncVolume(fd); });
   }
   int RemoveSource(const std::string& path) override {
-    if (const auto error = Failure(kRemoveSource)) return *error;
-    return Real().RemoveSource(path);
+    return Step(kRemoveSource, [&] { return Real().RemoveSource(path); });
   }
   int OpenWritten(const std::string& path, int* fd) override {
-    if (const auto error = Failure(kOpenWritten)) return *error;
-    return Real().OpenWritten(path, fd);
+    return Step(kOpenWritten, [&] { return Real().OpenWritten(path, fd); });
   }
 
  private:
   static TransferSteps& Real() { return Replaceable<TransferSteps>::Real(); }
-
-  std::optional<int> Failure(Kind kind) {
-    int call = 0;
-    std::optional<int> error;
-    {
-      const std::lock_guard<std::mutex> hold(m_lock);
-      call = ++m_calls[kind];
-      const auto found = m_failures.find({kind, call});
-      if (found != m_failures.end()) error = found->second;
-    }
-    if (m_hook) m_hook(kind, call);
-    return error;
+  template <class Call>
+  int Step(Kind kind, Call call) {
+    const int error = Failure(kind);
+    return error != 0 ? error : call();
+  }
+  int Failure(Kind kind) {
+    const int call = ++m_calls[kind];
+    return m_hook ? m_hook(kind, call) : 0;
   }
 
-  mutable std::mutex m_lock;
-  std::array<int, kKindCount> m_calls{};
-  std::map<std::pair<Kind, int>, int> m_failures;
-  std::function<void(Kind, int)> m_hook;
+  std::array<std::atomic<int>, kKindCount> m_calls{};
+  std::function<int(Kind, int)> m_hook;
 };
 
 }  // namespace zuv::platform::testing
