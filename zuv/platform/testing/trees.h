@@ -51,7 +51,10 @@ inline Snapshot SnapshotTree(const std::string& top) {
     TreeItem& item = items[relative];
     item.mode = st.st_mode & 07777;
     item.mtime = {st.st_mtim.tv_sec, st.st_mtim.tv_nsec};
-    item.kind = "fdlp"[S_ISDIR(st.st_mode) + 2 * S_ISLNK(st.st_mode) + 3 * S_ISFIFO(st.st_mode)];
+    item.kind = S_ISDIR(st.st_mode)    ? 'd'
+                : S_ISLNK(st.st_mode)  ? 'l'
+                : S_ISFIFO(st.st_mode) ? 'p'
+                                       : 'f';
     char buffer[4096];
     if (item.kind == 'l') {
       item.data.assign(buffer, std::max<ssize_t>(0, readlink(path.c_str(), buffer, sizeof buffer)));
