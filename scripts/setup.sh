@@ -9,7 +9,7 @@ packages=(
   libicu-dev libgtest-dev libgmock-dev libbenchmark-dev
   locales
   clang libclang-rt-14-dev
-  e2fsprogs xfsprogs xorriso fuseiso mount util-linux libmount-dev tzdata
+  e2fsprogs xfsprogs xorriso fuseiso bindfs mount util-linux libmount-dev tzdata
   libglib2.0-dev libglib2.0-bin libxxhash-dev hyperfine time
   qt6-base-dev qt6-qpa-plugins fonts-dejavu-core xvfb xauth
   doxygen file dpkg-dev

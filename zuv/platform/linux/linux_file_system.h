@@ -45,4 +45,10 @@ class LinuxFileSystem final : public FileSystem {
 /// Whether the item itself, not what a symbolic link there names, is a folder.
 bool IsFolder(const FSRef& item);
 
+/// Renames `from` (relative to the folder descriptor `fromFolder`, or AT_FDCWD) to `to` (likewise)
+/// without replacing an item there: 0, EEXIST when `to` is taken, or another errno value. Where the
+/// file system refuses to be asked not to replace (NFS, some FUSE ones), `to` is looked at first
+/// and then renamed to, which leaves a short window for a race.
+int RenameNoReplace(int fromFolder, const std::string& from, int toFolder, const std::string& to);
+
 }  // namespace zuv::platform::detail

@@ -16,6 +16,7 @@
 namespace zuv::platform {
 namespace {
 
+using detail::RenameNoReplace;
 using detail::StatusFromErrno;
 using paths_internal::FolderOf;
 using paths_internal::JoinPath;
@@ -50,18 +51,8 @@ OSStatus CreateItem(const FSRef& parent, std::u16string_view name, FSRef* create
   return MakeRef(path, created);
 }
 
-// rename without replacing an item at `to`. File systems that do not take the flag (NFS, some
-// FUSE ones) get a test for the target first, which leaves a short window for a race.
-int RenameNoReplace(const std::string& from, const std::string& to) {
-  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
-  if (errno != EINVAL) return errno;
-  struct stat st;
-  if (lstat(to.c_str(), &st) == 0) return EEXIST;
-  return rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
-}
-
 OSStatus RenameTo(const FSRef& item, const std::string& to, FSRef* renamed) {
-  if (const int error = RenameNoReplace(item.path, to); error != 0) {
+  if (const int error = RenameNoReplace(AT_FDCWD, item.path, AT_FDCWD, to); error != 0) {
     return StatusFromNamingErrno(error);
   }
   return MakeRef(to, renamed);
@@ -87,6 +78,15 @@ std::optional<bool> ProbeExchange(std::string_view folder) {
 }
 
 }  // namespace
+
+int detail::RenameNoReplace(int fromFolder, const std::string& from, int toFolder,
+                            const std::string& to) {
+  if (renameat2(fromFolder, from.c_str(), toFolder, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
+  if (errno != EINVAL) return errno;
+  struct stat st;
+  if (fstatat(toFolder, to.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0) return EEXIST;
+  return renameat(fromFolder, from.c_str(), toFolder, to.c_str()) == 0 ? 0 : errno;
+}
 
 OSStatus detail::LinuxFileSystem::CreateFile(const FSRef& parent, std::u16string_view name,
                                              FSRef* created) {

@@ -21,6 +21,7 @@
 #include "zuv/paths/internal/path_text.h"
 #include "zuv/platform/file_system.h"
 #include "zuv/platform/linux/copy_pool.h"
+#include "zuv/platform/linux/linux_file_system.h"
 
 namespace zuv::platform {
 namespace {
@@ -524,10 +525,8 @@ class LinuxTreeTransfer final : public TreeTransfer {
     struct stat there;
     if (fstatat(to, ends.to.name.c_str(), &there, AT_SYMLINK_NOFOLLOW) == 0) return EEXIST;
     if (notice && !notice(destination)) return ECANCELED;
-    if (renameat2(from, ends.from.name.c_str(), to, ends.to.name.c_str(), RENAME_NOREPLACE) == 0) {
-      return 0;
-    }
-    if (errno != EXDEV) return errno;
+    const int renamed = detail::RenameNoReplace(from, ends.from.name, to, ends.to.name);
+    if (renamed != EXDEV) return renamed;
     Walk walk(notice, false, options.verify);
     std::vector<std::string> mismatches;
     TransferOptions checked = options;

@@ -45,6 +45,7 @@ using zuv::platform::TreeNotice;
 using zuv::platform::TreeTransfer;
 using zuv::testing::Contents;
 using zuv::testing::Exists;
+using zuv::testing::RefOf;
 using zuv::testing::Text;
 using zuv::testing::Tree;
 using Steps = FaultyTransferSteps;
@@ -326,6 +327,34 @@ TEST_F(TreeTransferTest, LinkSwappedInByANoticeLeadsNowhere) {
     EXPECT_EQ(Exists(destination + "/away/two"), !move);
     RemoveTree(destination);
   }
+}
+
+// On a volume that refuses to be asked not to replace in a rename (NFS, FUSE ones such as bindfs),
+// a move and a rename still rename, and still refuse a taken name.
+TEST_F(TreeTransferTest, RenamesWhereNotReplacingCannotBeAsked) {
+  if (!HaveTool("bindfs")) GTEST_SKIP() << "bindfs is missing";
+  const std::string volume = m_scratch.MountBindfs("backing", "fuse");
+  ASSERT_FALSE(volume.empty()) << "bindfs could not mount (no FUSE?)";
+  ASSERT_TRUE(MakeSmallTree(volume + "/tree"));
+  WriteFile(volume + "/taken", "keep");
+  const auto inode = [](const std::string& path) {
+    struct stat st {};
+    return lstat(path.c_str(), &st) == 0 ? st.st_ino : 0;
+  };
+  const ino_t tree = inode(volume + "/tree");
+  const std::map<std::string, std::string> before = Tree(volume + "/tree");
+  EXPECT_EQ(Transfer().Move(volume + "/tree", volume + "/taken", {}), EEXIST);
+  EXPECT_EQ(Transfer().Move(volume + "/tree", volume + "/moved", {}), 0);
+  EXPECT_EQ(inode(volume + "/moved"), tree) << "copied, not renamed";
+  EXPECT_EQ(Tree(volume + "/moved"), before);
+  auto& fileSystem = Replaceable<zuv::platform::FileSystem>::Current();
+  FSRef renamed;
+  EXPECT_EQ(fileSystem.Rename(RefOf(volume + "/moved/one"), u"sub", &renamed),
+            zuv::platform::kErrDuplicateName);
+  EXPECT_EQ(fileSystem.Rename(RefOf(volume + "/moved/one"), u"uno", &renamed), 0);
+  EXPECT_EQ(Contents(volume + "/moved/uno"), "one");
+  EXPECT_EQ(Contents(volume + "/taken"), "keep");
+  EXPECT_FALSE(Exists(volume + "/tree"));
 }
 
 // Trees arrive whole, a sparse file staying sparse, written by as many threads as

@@ -164,6 +164,16 @@ class ScratchFolder {
                       "mount -o loop");
   }
 
+  /// Mounts the folder `from` (made when missing) on a new folder `name` through bindfs, a FUSE
+  /// file system that, as NFS does, refuses to be asked not to replace in a rename. Its path, or
+  /// empty when bindfs or FUSE is missing.
+  std::string MountBindfs(const std::string& from, const std::string& name) {
+    std::filesystem::create_directories(*this / from);
+    return Mount(name, [&](const std::string& point) {
+      return RunCommand("bindfs '" + (*this / from) + "' '" + point + "'");
+    });
+  }
+
   /// Locks an item with chattr +i, to be unlocked at the end. False when chattr refuses.
   bool Lock(const std::string& path) {
     if (!RunCommand("chattr +i '" + path + "'")) return false;
