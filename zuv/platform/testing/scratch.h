@@ -55,7 +55,8 @@ struct Nobody {
 };
 inline Nobody FindNobody() {
   const passwd* user = getpwnam("nobody");
-  const group* entry = getgrnam("nogroup") ? getgrnam("nogroup") : getgrnam("nobody");
+  const group* entry = getgrnam("nogroup");
+  if (entry == nullptr) entry = getgrnam("nobody");
   return {user ? user->pw_uid : 65534, entry ? entry->gr_gid : 65534};
 }
 
